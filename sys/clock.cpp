@@ -1,0 +1,107 @@
+#include "sys/clock.h"
+
+#include <fcntl.h>
+#include <linux/rtc.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "sys/kernel.h"
+#include "sys/node_file.h"
+
+namespace Varno {
+namespace {
+
+constexpr char kRtcDevice[] = "/dev/rtc0";
+
+// The earliest time that a working clock can show: 2012-01-01 00:00:00 UTC.
+constexpr time_t kEarliest = 1325376000;
+
+// struct rtc_time is nine ints on every machine, so these are the same numbers everywhere.
+static_assert(RTC_RD_TIME == 0x80247009U, "rtc read request");
+static_assert(RTC_SET_TIME == 0x4024700AU, "rtc write request");
+
+bool RtcIoctl(int flags, unsigned long request, rtc_time* time) {
+    const int fd = kernel().Open(kRtcDevice, flags);
+    if (fd < 0) {
+        ReportOpenError(kRtcDevice);
+        return false;
+    }
+    const bool done = kernel().Ioctl(fd, request, time) >= 0;
+    if (!done) std::printf("ERROR(%s): ioctl %s.\n", std::strerror(errno), kRtcDevice);
+    kernel().Close(fd);
+    return done;
+}
+
+bool SetSystemTime(time_t seconds) {
+    std::timespec now{};
+    now.tv_sec = seconds;
+    if (kernel().SetRealTime(now) >= 0) return true;
+    std::printf("Error: stime(%s)\n", std::strerror(errno));
+    return false;
+}
+
+}  // namespace
+
+void GetNow(tm& now) {
+    const time_t seconds = kernel().RealTime().tv_sec;
+    localtime_r(&seconds, &now);
+}
+
+time_t validate_tm_time(tm* time) {
+    time->tm_isdst = -1;
+    return mktime(time);
+}
+
+bool get_rtc_time(tm& time) {
+    rtc_time fields{};
+    if (!RtcIoctl(O_RDONLY, RTC_RD_TIME, &fields)) return false;
+    time = tm{};
+    time.tm_sec = fields.tm_sec;
+    time.tm_min = fields.tm_min;
+    time.tm_hour = fields.tm_hour;
+    time.tm_mday = fields.tm_mday;
+    time.tm_mon = fields.tm_mon;
+    time.tm_year = fields.tm_year;
+    time.tm_wday = fields.tm_wday;
+    time.tm_yday = fields.tm_yday;
+    time.tm_isdst = fields.tm_isdst;
+    return true;
+}
+
+bool set_rtc_time(const tm& time) {
+    tm valid = time;
+    const time_t seconds = validate_tm_time(&valid);
+    if (seconds == -1) return false;
+    rtc_time fields{};
+    fields.tm_sec = valid.tm_sec;
+    fields.tm_min = valid.tm_min;
+    fields.tm_hour = valid.tm_hour;
+    fields.tm_mday = valid.tm_mday;
+    fields.tm_mon = valid.tm_mon;
+    fields.tm_year = valid.tm_year;
+    fields.tm_wday = valid.tm_wday;
+    fields.tm_yday = valid.tm_yday;
+    fields.tm_isdst = valid.tm_isdst;
+    const bool rtc_set = RtcIoctl(O_RDWR, RTC_SET_TIME, &fields);
+    return SetSystemTime(seconds) && rtc_set;
+}
+
+void InitSystemDateTime() {
+    if (kernel().RealTime().tv_sec >= kEarliest) return;
+    SetSystemTime(kEarliest);
+    tm earliest{};
+    localtime_r(&kEarliest, &earliest);
+    set_rtc_time(earliest);
+}
+
+unsigned char bin2bcd(unsigned value) {
+    return static_cast<unsigned char>(((value / 10) << 4) | (value % 10));
+}
+
+unsigned bcd2bin(unsigned char value) {
+    return (value >> 4) * 10U + (value & 0x0FU);
+}
+
+}  // namespace Varno

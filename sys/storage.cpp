@@ -1,0 +1,133 @@
+#include "sys/storage.h"
+
+#include <dirent.h>
+#include <sys/statfs.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <sstream>
+
+#include "sys/kernel.h"
+#include "sys/node_file.h"
+#include "sys/path_strings.h"
+
+namespace Varno {
+namespace {
+
+constexpr char kBlockDevices[] = "/sys/block";
+constexpr char kCardPrefix[] = "mmcblk";
+constexpr char kMediaType[] = "vfat";
+constexpr char kNandDevice[] = "/dev/loop0";
+
+// A field of /proc/mounts: blanks, tabs, newlines, backslashes and hashes stand there as a backslash and three octal
+// digits.
+std::string Unescaped(const std::string& field) {
+    const auto octal = [&field](std::size_t i) { return i < field.size() && field[i] >= '0' && field[i] <= '7'; };
+    std::string text;
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        if (field[i] == '\\' && octal(i + 1) && octal(i + 2) && octal(i + 3)) {
+            text += static_cast<char>(std::strtol(field.substr(i + 1, 3).c_str(), nullptr, 8));
+            i += 3;
+        } else {
+            text += field[i];
+        }
+    }
+    return text;
+}
+
+// Number of a whole card disk ("mmcblk0"), -1 for anything else, such as the boot areas ("mmcblk0boot0").
+long CardNumber(const std::string& name) {
+    constexpr std::size_t kPrefixLength = sizeof(kCardPrefix) - 1;
+    if (name.compare(0, kPrefixLength, kCardPrefix) != 0 || name.size() == kPrefixLength || name.size() > 15) return -1;
+    if (name.find_first_not_of("0123456789", kPrefixLength) != std::string::npos) return -1;
+    return std::strtol(name.c_str() + kPrefixLength, nullptr, 10);
+}
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+// Name of the card's first partition; empty, and reported, when a card is there whose partition cannot be read.
+std::string FirstPartition() {
+    const std::string disk = GetMMCBlockSysDir();
+    if (disk.empty()) return {};
+    const std::string partition = Basename(disk) + "p1";
+    std::string path = disk;
+    path.append("/").append(partition).append("/stat");
+    std::string statistics;
+    bool opened = false;
+    if (!ReadNode(path, 128, statistics, &opened)) {
+        if (!opened) ReportOpenError(path);
+        return {};
+    }
+    return partition;
+}
+
+}  // namespace
+
+std::string GetMountpoint(std::string device, std::string fstype) {
+    std::ifstream mounts(kernel().Path("/proc/mounts"));
+    for (std::string line; std::getline(mounts, line);) {
+        std::istringstream fields(line);
+        std::string source;
+        std::string directory;
+        std::string type;
+        fields >> source >> directory >> type;
+        if (type == fstype && Unescaped(source) == device) return Unescaped(directory);
+    }
+    return {};
+}
+
+std::string GetNandDataPart() {
+    return TrimDIR(GetMountpoint(kNandDevice, kMediaType));
+}
+
+std::string GetMMCBlockSysDir() {
+    const std::unique_ptr<DIR, DirectoryCloser> directory(opendir(kernel().Path(kBlockDevices).c_str()));
+    long first = -1;
+    while (const dirent* entry = directory ? readdir(directory.get()) : nullptr) {
+        const long number = CardNumber(entry->d_name);
+        if (number >= 0 && (first < 0 || number < first)) first = number;
+    }
+    if (first < 0) return {};
+    return std::string(kBlockDevices) + "/" + kCardPrefix + std::to_string(first);
+}
+
+std::string GetMMCFirstPart() {
+    const std::string device = GetMMCFirstPartDev();
+    return device.empty() ? device : GetMountpoint(device, kMediaType);
+}
+
+std::string GetMMCFirstPartDev() {
+    const std::string partition = FirstPartition();
+    return partition.empty() ? partition : "/dev/" + partition;
+}
+
+int GetAvailDiskSpace(const std::string& path) {
+    struct statfs space {};
+    if (path.empty() || kernel().StatFs(path.c_str(), &space) < 0) return -1;
+    constexpr std::uint64_t kMost = std::numeric_limits<int>::max();
+    const auto blocks = static_cast<std::uint64_t>(space.f_bavail);
+    const auto block_size = static_cast<std::uint64_t>(space.f_bsize);
+    if (block_size > 0 && blocks > (kMost << 10) / block_size) return static_cast<int>(kMost);
+    return static_cast<int>(std::min(kMost, (blocks * block_size + 512) >> 10));
+}
+
+int GetUserNandAvailableSpace() {
+    return GetAvailDiskSpace(GetNandDataPart());
+}
+
+int GetFirstMMCAvailableSpace() {
+    return GetAvailDiskSpace(GetMMCFirstPart());
+}
+
+void ReleaseVMCache(KernelCacheType type) {
+    const std::string command = "echo " + std::to_string(type) + " > /proc/sys/vm/drop_caches";
+    kernel().System(command.c_str());
+}
+
+}  // namespace Varno

@@ -1,0 +1,32 @@
+# Sourced by checks that drive a running board. Expects scripts/checks.sh and `program`; sets `url`, `port`, `media`, `board`.
+media=$scratch/media
+board=
+
+# start_board [OPTION...]: on a free port, with media of its own.
+start_board() {
+    "$program" --port 0 --media "$media" "$@" >"$scratch/board.out" 2>"$scratch/board.err" &
+    board=$!
+    within 20 told_address || {
+        cat "$scratch/board.out" "$scratch/board.err"
+        return 1
+    }
+    url=$(grep -o 'http://127\.0\.0\.1:[0-9]*' "$scratch/board.out")
+    port=${url##*:}
+}
+told_address() {
+    kill -0 "$board" || exit 1
+    grep -q 'http://127\.0\.0\.1:[0-9]' "$scratch/board.out"
+}
+
+# state JQ-EXPRESSION: a part of the board's state, compact, texts without quotes.
+state() { curl -s "$url/board" | jq -cSr "$1"; }
+state_is() { [[ $(state "$1") == "$2" ]]; }
+
+end_board() {
+    if [[ -n $board ]]; then
+        kill -KILL "$board" 2>/dev/null
+        wait "$board" 2>/dev/null
+    fi
+    rm -rf "$scratch"
+}
+trap end_board EXIT

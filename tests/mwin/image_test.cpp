@@ -1,0 +1,264 @@
+#include <fcntl.h>
+#include <gif_lib.h>
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <random>
+
+#include "mwin/picture_file.h"
+#include "mwin/windows.h"
+
+#include <jpeglib.h>  // after ours: it defines TRUE and FALSE as macros
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using Pixels = std::vector<std::uint32_t>;
+
+Bytes Png(int width, int height, const Pixels& pixels) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = static_cast<png_uint_32>(width);
+    image.height = static_cast<png_uint_32>(height);
+    image.format = PNG_FORMAT_RGBA;
+    Bytes rgba;
+    for (const std::uint32_t p : pixels) {
+        for (const int shift : {16, 8, 0, 24})
+            rgba.push_back(static_cast<std::uint8_t>(p >> shift));
+    }
+    png_alloc_size_t size = rgba.size() * 2 + 4096;
+    Bytes file(size);
+    EXPECT_NE(png_image_write_to_memory(&image, file.data(), &size, 0, rgba.data(), 0, nullptr), 0);
+    file.resize(size);
+    return file;
+}
+
+// `pixel` has as many bytes as the colour space has components.
+Bytes Jpeg(unsigned width, unsigned height, J_COLOR_SPACE space, const Bytes& pixel, bool progressive) {
+    jpeg_compress_struct info{};
+    jpeg_error_mgr errors{};
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&info);
+    unsigned char* memory = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &memory, &size);
+    info.image_width = width;
+    info.image_height = height;
+    info.input_components = static_cast<int>(pixel.size());
+    info.in_color_space = space;
+    jpeg_set_defaults(&info);
+    if (space == JCS_CMYK) jpeg_set_colorspace(&info, JCS_YCCK);
+    jpeg_set_quality(&info, 95, TRUE);
+    if (progressive) jpeg_simple_progression(&info);
+    jpeg_start_compress(&info, TRUE);
+    Bytes row;
+    for (unsigned x = 0; x < width; ++x)
+        row.insert(row.end(), pixel.begin(), pixel.end());
+    for (unsigned y = 0; y < height; ++y) {
+        JSAMPROW rows = row.data();
+        jpeg_write_scanlines(&info, &rows, 1);
+    }
+    jpeg_finish_compress(&info);
+    Bytes file(memory, memory + size);
+    free(memory);
+    jpeg_destroy_compress(&info);
+    return file;
+}
+
+struct GifFrame {
+    int screen_width, screen_height, left, top, width, height;
+    bool interlaced;
+    int transparent;
+};
+
+// Frame rows are coloured by their number: 0 red, 1 green, 2 blue, 3 white, and so on.
+Bytes Gif(const GifFrame& frame) {
+    Bytes file;
+    GifFileType* gif = EGifOpen(
+        &file,
+        [](GifFileType* g, const GifByteType* data, int length) {
+            static_cast<Bytes*>(g->UserData)->insert(static_cast<Bytes*>(g->UserData)->end(), data, data + length);
+            return length;
+        },
+        nullptr);
+    GifColorType colors[4] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}};
+    ColorMapObject* map = GifMakeMapObject(4, colors);
+    EGifPutScreenDesc(gif, frame.screen_width, frame.screen_height, 2, 0, map);
+    GraphicsControlBlock control{DISPOSAL_UNSPECIFIED, false, 0, frame.transparent};
+    GifByteType extension[4];
+    EGifGCBToExtension(&control, extension);
+    EGifPutExtension(gif, GRAPHICS_EXT_FUNC_CODE, sizeof extension, extension);
+    EGifPutImageDesc(gif, frame.left, frame.top, frame.width, frame.height, frame.interlaced, nullptr);
+    std::vector<int> order;
+    for (int y = 0; y < frame.height; ++y)
+        order.push_back(y);
+    if (frame.interlaced) {
+        order.clear();
+        for (const auto& [first, step] : {std::pair{0, 8}, {4, 8}, {2, 4}, {1, 2}}) {
+            for (int y = first; y < frame.height; y += step)
+                order.push_back(y);
+        }
+    }
+    for (const int y : order) {
+        Bytes row(static_cast<std::size_t>(frame.width), static_cast<std::uint8_t>(y % 4));
+        EGifPutLine(gif, row.data(), frame.width);
+    }
+    EGifCloseFile(gif, nullptr);
+    GifFreeMapObject(map);
+    return file;
+}
+
+Pixels PixelsOf(const mwin::Picture& picture) {
+    return picture.pixels ? Pixels(picture.pixels.get(), picture.pixels.get() + picture.width * picture.height)
+                          : Pixels{};
+}
+
+void ExpectNear(std::uint32_t actual, std::uint32_t expected, int tolerance) {
+    for (int shift = 0; shift < 32; shift += 8)
+        EXPECT_NEAR(actual >> shift & 255, expected >> shift & 255, tolerance);
+}
+
+std::map<std::string, Bytes> SampleFiles() {
+    return {{"png", Png(3, 2, {0xFFFF0000, 0x80123456, 0x00FFFFFF, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF})},
+            {"jpeg", Jpeg(20, 12, JCS_RGB, {200, 100, 50}, false)},
+            {"progressive", Jpeg(20, 12, JCS_RGB, {200, 100, 50}, true)},
+            {"cmyk", Jpeg(9, 9, JCS_CMYK, {255, 127, 63, 200}, false)},
+            {"gif", Gif({8, 12, 0, 0, 8, 12, true, 1})}};
+}
+
+TEST(Images, PngKeepsItsAlpha) {
+    const Pixels pixels{0xFFFF0000, 0x80123456, 0x00FFFFFF, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF};
+    const Bytes file = Png(3, 2, pixels);
+    const mwin::Picture picture = mwin::DecodePicture(file.data(), file.size());
+    EXPECT_EQ(picture.width, 3);
+    EXPECT_EQ(PixelsOf(picture), pixels);
+}
+
+TEST(Images, JpegColourSpaces) {
+    const struct {
+        const char* name;
+        J_COLOR_SPACE space;
+        Bytes pixel;
+        bool progressive;
+        std::uint32_t expected;
+    } kCases[] = {
+        {"colour", JCS_RGB, {200, 100, 50}, false, 0xFFC86432},
+        {"progressive", JCS_RGB, {200, 100, 50}, true, 0xFFC86432},
+        {"grey", JCS_GRAYSCALE, {77}, false, 0xFF4D4D4D},
+        {"progressive grey", JCS_GRAYSCALE, {77}, true, 0xFF4D4D4D},
+        // Inks are stored inverted: cyan 255 is no cyan, black 127 is half black.
+        {"inks", JCS_CMYK, {255, 128, 0, 127}, false, 0xFF7F4000},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        const Bytes file = Jpeg(33, 17, c.space, c.pixel, c.progressive);
+        const mwin::Picture picture = mwin::DecodePicture(file.data(), file.size());
+        ASSERT_TRUE(picture.pixels);
+        EXPECT_EQ(picture.width, 33);
+        EXPECT_EQ(picture.height, 17);
+        ExpectNear(picture.pixels[0], c.expected, 3);
+        ExpectNear(picture.pixels[33 * 17 - 1], c.expected, 3);
+    }
+}
+
+TEST(Images, GifFrames) {
+    constexpr std::uint32_t r = 0xFFFF0000, g = 0xFF00FF00, b = 0xFF0000FF, w = 0xFFFFFFFF;
+    const struct {
+        const char* name;
+        GifFrame frame;
+        int width, height;
+        Pixels column;  // at x = 1
+    } kCases[] = {
+        {"whole", {2, 4, 0, 0, 2, 4, false, NO_TRANSPARENT_COLOR}, 2, 4, {r, g, b, w}},
+        {"transparent", {2, 4, 0, 0, 2, 4, false, 2}, 2, 4, {r, g, 0, w}},
+        {"interlaced", {2, 10, 0, 0, 2, 10, true, NO_TRANSPARENT_COLOR}, 2, 10, {r, g, b, w, r, g, b, w, r, g}},
+        {"frame inside", {3, 4, 1, 1, 1, 2, false, NO_TRANSPARENT_COLOR}, 3, 4, {0, r, g, 0}},
+        {"frame reaching out", {2, 3, 1, 2, 5, 5, false, NO_TRANSPARENT_COLOR}, 2, 3, {0, 0, r}},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        const Bytes file = Gif(c.frame);
+        const mwin::Picture picture = mwin::DecodePicture(file.data(), file.size());
+        ASSERT_EQ(picture.width, c.width);
+        ASSERT_EQ(picture.height, c.height);
+        Pixels column;
+        for (int y = 0; y < c.height; ++y)
+            column.push_back(picture.pixels[static_cast<std::size_t>(y * c.width + 1)]);
+        EXPECT_EQ(column, c.column);
+    }
+}
+
+TEST(Images, TruncatedFilesAreNoPictures) {
+    for (const auto& [name, file] : SampleFiles()) {
+        const Pixels whole = PixelsOf(mwin::DecodePicture(file.data(), file.size()));
+        ASSERT_FALSE(whole.empty()) << name;
+        for (std::size_t length = 0; length < file.size(); ++length) {
+            // Copied, so that reading on is seen by the sanitizers.
+            const Bytes part(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length));
+            const Pixels pixels = PixelsOf(mwin::DecodePicture(part.data(), part.size()));
+            EXPECT_TRUE(pixels.empty() || pixels == whole) << name << " cut to " << length;
+        }
+    }
+}
+
+TEST(Images, DamagedFilesDoNoHarm) {
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    for (const auto& [name, file] : SampleFiles()) {
+        for (int round = 0; round < 300; ++round) {
+            Bytes damaged = file;
+            for (unsigned i = 0; i <= round % 4U; ++i)
+                damaged[random() % damaged.size()] = static_cast<std::uint8_t>(random());
+            const mwin::Picture picture = mwin::DecodePicture(damaged.data(), damaged.size());
+            EXPECT_LE(static_cast<std::int64_t>(picture.width) * picture.height, mwin::kMaxPicturePixels);
+        }
+    }
+}
+
+TEST(Images, LargePictures) {
+    const Bytes photo = Jpeg(4000, 3000, JCS_GRAYSCALE, {90}, false);
+    const mwin::Picture picture = mwin::DecodePicture(photo.data(), photo.size());
+    EXPECT_EQ(picture.width, 1500);  // three eighths
+    EXPECT_EQ(picture.height, 1125);
+    Bytes png = Png(1, 1, {0xFFFFFFFF});
+    const std::uint8_t huge[] = {0, 1, 0, 0, 0, 1, 0, 0, 8, 6, 0, 0, 0, 0xD7, 0x9B, 0x4B, 0x36};  // 65536 x 65536
+    std::memcpy(png.data() + 16, huge, sizeof huge);
+    EXPECT_FALSE(mwin::DecodePicture(png.data(), png.size()).pixels);
+    const Bytes gif = Gif({65535, 65535, 0, 0, 1, 1, false, NO_TRANSPARENT_COLOR});
+    EXPECT_FALSE(mwin::DecodePicture(gif.data(), gif.size()).pixels);
+}
+
+TEST(Images, Files) {
+    const std::string path = testing::TempDir() + "picture" + std::to_string(getpid());
+    for (const auto& [name, file] : SampleFiles()) {
+        FILE* out = fopen(path.c_str(), "wb");
+        ASSERT_NE(out, nullptr);
+        fwrite(file.data(), 1, file.size(), out);
+        fclose(out);
+        PSD picture = GdLoadImageFromFile(path.c_str(), 0);
+        ASSERT_NE(picture, nullptr) << name;
+        EXPECT_EQ(picture->has_alpha, name == "png" || name == "gif") << name;
+        EXPECT_EQ(picture->size, picture->pitch * picture->yvirtres);
+        picture->FreeMemGC(picture);
+    }
+    EXPECT_EQ(truncate(path.c_str(), 0), 0);
+    EXPECT_EQ(GdLoadImageFromFile(path.c_str(), 0), nullptr);
+    EXPECT_EQ(truncate(path.c_str(), static_cast<off_t>(mwin::kMaxPictureFileBytes) + 1), 0);
+    EXPECT_EQ(GdLoadImageFromFile(path.c_str(), 0), nullptr);
+    unlink(path.c_str());
+    EXPECT_EQ(GdLoadImageFromFile(path.c_str(), 0), nullptr);
+    EXPECT_EQ(GdLoadImageFromFile(nullptr, 0), nullptr);
+    EXPECT_EQ(GdLoadImageFromFile(testing::TempDir().c_str(), 0), nullptr);
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(GdLoadImageFromFile(path.c_str(), 0), nullptr);  // and does not wait for a writer
+    unlink(path.c_str());
+}
+
+}  // namespace

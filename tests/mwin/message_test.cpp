@@ -1,0 +1,295 @@
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "tests/mwin/fake_machine.h"
+#include "tests/mwin/probe_window.h"
+
+namespace mwin_test {
+namespace {
+
+using mwin::KeyEvent;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<UINT> g_ticks;  // ids of the timers whose procedure was called
+void CALLBACK CountTick(HWND, UINT, UINT id, DWORD) {
+    g_ticks.push_back(id);
+}
+
+class MessageTest : public WindowSystemTest {
+  protected:
+    MessageTest() {
+        ResetProbes();
+        g_ticks.clear();
+        window = CreateProbe("w", nullptr, {0, 0, 100, 100}, WS_POPUP | WS_VISIBLE);
+        RunUntilIdle();
+        TakeLog();
+    }
+    // The ticks within the next milliseconds, looked for at each one.
+    std::vector<UINT> TicksWithin(int milliseconds) {
+        g_ticks.clear();
+        for (int i = 0; i < milliseconds; ++i) {
+            clock.Advance(1);
+            RunUntilIdle();
+        }
+        return g_ticks;
+    }
+
+    HWND window = nullptr;
+};
+
+TEST_F(MessageTest, PostedThenKeysThenPaintThenTimers) {
+    SetTimer(window, 1, 10, nullptr);
+    InvalidateRect(window, nullptr, FALSE);
+    keys.Put(VK_F1, KeyEvent::Kind::Press);
+    clock.Advance(10);
+    PostMessage(window, WM_USER, 0, 0);
+    RunUntilIdle();
+    EXPECT_THAT(TakeLog(), ElementsAre("w:user", "w:keydown", "w:paint", "w:timer"));
+}
+
+TEST_F(MessageTest, SentMessagesAreCallsAndReturnTheAnswer) {
+    g_handlers[window] = [](HWND, UINT message, WPARAM a, LPARAM b) -> LRESULT {
+        return message == WM_USER ? static_cast<LRESULT>(a) + b : 0;
+    };
+    EXPECT_EQ(SendMessage(window, WM_USER, 40, 2), 42);
+    EXPECT_EQ(SendMessage(nullptr, WM_USER, 1, 1), 0);
+}
+
+TEST_F(MessageTest, PostingFromOtherThreadsEndsTheWait) {
+    constexpr int kEach = 200;
+    int received = 0;
+    g_handlers[window] = [&](HWND, UINT message, WPARAM, LPARAM) -> LRESULT {
+        if (message == WM_USER && ++received == 2 * kEach) PostQuitMessage(0);
+        return 0;
+    };
+    const auto post = [this] {
+        for (int i = 0; i < kEach; ++i)
+            EXPECT_TRUE(PostMessage(window, WM_USER, 0, 0));
+    };
+    std::thread first;
+    std::thread second;
+    clock.WhenIdle([&] {
+        first = std::thread(post);
+        first.join();
+    });
+    clock.WhenIdle([&] {
+        second = std::thread(post);
+        second.join();
+    });
+    MSG message{};
+    while (GetMessage(&message, nullptr, 0, 0))
+        DispatchMessage(&message);
+    EXPECT_EQ(received, 2 * kEach);
+}
+
+TEST_F(MessageTest, QuitEndsTheLoopOnceAfterWhatWasPosted) {
+    PostQuitMessage(7);
+    PostMessage(window, WM_USER, 0, 0);
+    MSG message{};
+    while (GetMessage(&message, nullptr, 0, 0))
+        DispatchMessage(&message);
+    EXPECT_EQ(message.wParam, 7U);
+    EXPECT_THAT(TakeLog(), ElementsAre("w:user"));
+    EXPECT_FALSE(PeekMessage(&message, nullptr, 0, 0, PM_REMOVE));
+}
+
+TEST_F(MessageTest, APostedQuitDoesNotEndTheMainLoop) {
+    PostMessage(window, WM_QUIT, 0, 0);
+    clock.WhenIdle([] { PostQuitMessage(1); });
+    MSG message{};
+    while (GetMessage(&message, nullptr, 0, 0))
+        DispatchMessage(&message);
+    EXPECT_EQ(message.wParam, 1U) << "the posted one ended the loop";
+    EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+TEST_F(MessageTest, PeekingLeavesTheMessageAndFilters) {
+    PostMessage(window, WM_USER, 1, 0);
+    PostMessage(window, WM_USER + 1, 2, 0);
+    MSG message{};
+    EXPECT_TRUE(PeekMessage(&message, window, WM_USER + 1, WM_USER + 1, PM_NOREMOVE));
+    EXPECT_EQ(message.wParam, 2U);
+    HWND other = CreateProbe("o", nullptr, {200, 200, 210, 210}, WS_POPUP | WS_VISIBLE);
+    InvalidateRect(window, nullptr, FALSE);
+    EXPECT_TRUE(PeekMessage(&message, other, 0, 0, PM_NOREMOVE));
+    EXPECT_EQ(message.hwnd, other);
+    DestroyWindow(other);
+    ValidateRect(window, nullptr);
+    ValidateRect(GetDesktopWindow(), nullptr);
+    EXPECT_TRUE(PeekMessage(&message, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(message.wParam, 1U);
+    EXPECT_TRUE(PeekMessage(&message, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(message.wParam, 2U);
+    EXPECT_FALSE(PeekMessage(&message, nullptr, 0, 0, PM_REMOVE));
+}
+
+// ---- Keys ----
+
+TEST_F(MessageTest, OnlyArrowsRepeat) {
+    const std::vector<std::pair<int, int>> downs = {{VK_LEFT, 3},   {VK_UP, 3}, {VK_DOWN, 3}, {VK_RIGHT, 3},
+                                                    {VK_RETURN, 1}, {VK_F1, 1}, {VK_F4, 1}};
+    for (const auto& [key, expected] : downs) {
+        keys.Put(key, KeyEvent::Kind::Press);
+        keys.Put(key, KeyEvent::Kind::Repeat);
+        keys.Put(key, KeyEvent::Kind::Repeat);
+        keys.Put(key, KeyEvent::Kind::Release);
+        RunUntilIdle();
+        const auto log = TakeLog();
+        EXPECT_EQ(std::count(log.begin(), log.end(), "w:keydown"), expected) << key;
+        EXPECT_EQ(std::count(log.begin(), log.end(), "w:keyup"), 1) << key;
+    }
+}
+
+TEST_F(MessageTest, AtMostSixteenKeysWait) {
+    for (int i = 0; i < 20; ++i)
+        keys.Type(VK_F1);
+    RunUntilIdle();
+    auto log = TakeLog();
+    EXPECT_EQ(std::count(log.begin(), log.end(), "w:keydown"), 16);
+    EXPECT_EQ(std::count(log.begin(), log.end(), "w:keyup"), 16) << "a release without its press";
+    keys.Type(VK_F2);
+    RunUntilIdle();
+    EXPECT_THAT(TakeLog(), ElementsAre("w:keydown", "w:keyup"));
+}
+
+TEST_F(MessageTest, KeysThatAreNoneAreIgnored) {
+    for (const int key : {-1, 0, 256, 100000})
+        keys.Type(key);
+    keys.Put(VK_LEFT, KeyEvent::Kind::Repeat);
+    keys.Put(VK_F1, KeyEvent::Kind::Release);
+    RunUntilIdle();
+    EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+TEST_F(MessageTest, TranslationMakesCharacters) {
+    std::string characters;
+    g_handlers[window] = [&](HWND, UINT message, WPARAM character, LPARAM) -> LRESULT {
+        if (message == WM_CHAR) characters += static_cast<char>(character);
+        return 0;
+    };
+    for (const int key : std::vector<int>{'A', '7', VK_SPACE, VK_RETURN, VK_LEFT, VK_F1})
+        keys.Type(key);
+    MSG message{};
+    while (PeekMessage(&message, nullptr, 0, 0, PM_REMOVE)) {
+        TranslateMessage(&message);
+        DispatchMessage(&message);
+    }
+    EXPECT_EQ(characters, "a7 \r");
+}
+
+TEST_F(MessageTest, KeysGoToTheFocus) {
+    HWND child = CreateProbe("c", window, {0, 0, 9, 9});
+    TakeLog();
+    EXPECT_EQ(SetFocus(child), window);
+    EXPECT_THAT(TakeLog(), ElementsAre("w:killfocus", "c:setfocus"));
+    keys.Put(VK_F1, KeyEvent::Kind::Press);
+    RunUntilIdle();
+    EXPECT_THAT(TakeLog(), testing::Contains("c:keydown"));
+    ShowWindow(child, SW_HIDE);
+    EXPECT_EQ(GetFocus(), window) << "a hidden window keeps no focus";
+    EnableWindow(window, FALSE);
+    TakeLog();
+    keys.Put(VK_F2, KeyEvent::Kind::Press);
+    RunUntilIdle();
+    EXPECT_THAT(TakeLog(), ElementsAre("w:erase", "w:paint")) << "nobody may have the key";
+}
+
+// ---- Timers ----
+
+TEST_F(MessageTest, TimersKeepTheirBeat) {
+    SetTimer(window, 5, 40, CountTick);
+    EXPECT_EQ(TicksWithin(400).size(), 10U);
+    g_ticks.clear();
+    clock.Advance(50);  // late by 10
+    RunUntilIdle();
+    EXPECT_EQ(g_ticks.size(), 1U);
+    EXPECT_EQ(TicksWithin(29).size(), 0U);
+    EXPECT_EQ(TicksWithin(1).size(), 1U);
+    g_ticks.clear();
+    clock.Advance(1000);
+    RunUntilIdle();
+    EXPECT_EQ(g_ticks.size(), 1U) << "missed ticks are left out";
+    EXPECT_EQ(TicksWithin(39).size(), 0U);
+    EXPECT_EQ(TicksWithin(1).size(), 1U);
+}
+
+TEST_F(MessageTest, TimersSurviveTheWrapOfTheTickCount) {
+    clock.SetTime(0xFFFFFFF0U);
+    SetTimer(window, 5, 40, CountTick);
+    EXPECT_EQ(TicksWithin(39).size(), 0U);
+    EXPECT_EQ(TicksWithin(81).size(), 3U);
+}
+
+TEST_F(MessageTest, SameIdReplacesAndKillEnds) {
+    EXPECT_EQ(SetTimer(window, 0x10000005, 200, CountTick), 0x10000005U);
+    EXPECT_EQ(SetTimer(window, 0x10000005, 50, CountTick), 0x10000005U);
+    EXPECT_EQ(TicksWithin(200).size(), 4U);
+    EXPECT_TRUE(KillTimer(window, 0x10000005));
+    EXPECT_FALSE(KillTimer(window, 0x10000005));
+    EXPECT_EQ(TicksWithin(200).size(), 0U);
+    EXPECT_NE(SetTimer(nullptr, 0, 10, CountTick), 0U);
+    EXPECT_EQ(TicksWithin(10).size(), 1U);
+    EXPECT_EQ(SetTimer(reinterpret_cast<HWND>(12345), 1, 10, CountTick), 0U);
+}
+
+TEST_F(MessageTest, ATimerKilledAfterItsMessageWasTakenIsNotCalled) {
+    SetTimer(window, 1, 10, CountTick);
+    clock.Advance(10);
+    MSG message{};
+    ASSERT_TRUE(GetMessage(&message, nullptr, 0, 0));
+    ASSERT_EQ(message.message, WM_TIMER);
+    KillTimer(window, 1);
+    DispatchMessage(&message);
+    EXPECT_THAT(g_ticks, IsEmpty());
+}
+
+TEST_F(MessageTest, NoTimerStarvesAnother) {
+    // A procedure that takes longer than its period.
+    static FakeClock* slow_clock;
+    slow_clock = &clock;
+    SetTimer(window, 1, 10, [](HWND, UINT, UINT id, DWORD) {
+        slow_clock->Advance(25);
+        g_ticks.push_back(id);
+    });
+    SetTimer(window, 2, 50, CountTick);
+    MSG message{};
+    for (int i = 0; i < 30 && GetMessage(&message, nullptr, 0, 0); ++i)
+        DispatchMessage(&message);
+    EXPECT_GT(std::count(g_ticks.begin(), g_ticks.end(), 1U), 5);
+    EXPECT_GT(std::count(g_ticks.begin(), g_ticks.end(), 2U), 5);
+    EXPECT_GE(clock.waits, 30) << "signals come in only while the loop waits";
+}
+
+TEST_F(MessageTest, ATimerProcedureMayKillAndSetTimers) {
+    static int left;
+    left = 3;
+    SetTimer(window, 1, 10, [](HWND w, UINT, UINT id, DWORD) {
+        KillTimer(w, id);
+        g_ticks.push_back(id);
+        for (UINT other = 100; other < 120; ++other)
+            SetTimer(w, other, 100000, nullptr);
+        if (--left > 0) SetTimer(w, id + 1, 10, [](HWND, UINT, UINT other, DWORD) { g_ticks.push_back(other); });
+    });
+    EXPECT_THAT(TicksWithin(25), ElementsAre(1U, 2U));
+}
+
+TEST_F(MessageTest, TheScreenIsShownBeforeTimersAndWaits) {
+    HWND child = CreateProbe("green", window, {0, 0, 50, 50}, WS_CHILD | WS_VISIBLE, RGB(0, 255, 0));
+    static std::uint32_t seen;
+    static FakeScreen* shown;
+    shown = &screen;
+    SetTimer(child, 1, 10, [](HWND, UINT, UINT, DWORD) {
+        seen = shown->At(25, 25);
+        PostQuitMessage(0);
+    });
+    clock.Advance(10);
+    MSG message{};
+    while (GetMessage(&message, nullptr, 0, 0))
+        DispatchMessage(&message);
+    EXPECT_EQ(seen, 0xFF00FF00U);
+}
+
+}  // namespace
+}  // namespace mwin_test

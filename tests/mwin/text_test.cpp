@@ -1,0 +1,283 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "mwin/font.h"
+#include "mwin/glyph_cache.h"
+#include "mwin/text_coding.h"
+#include "tests/mwin/gdi_canvas.h"
+
+namespace {
+
+const std::string kFonts = "/usr/share/fonts/truetype/";
+const std::string kMono = kFonts + "liberation/LiberationMono-Regular.ttf";
+
+std::string FindTestFont(const std::string& name, bool cjk) {
+    if (cjk) return kFonts + "wqy/wqy-microhei.ttc";
+    if (name == "Mono.ttf") return kMono;
+    if (name == "Bold.ttf") return kFonts + "liberation/LiberationSans-Bold.ttf";
+    if (name == "Arial.ttf") return kFonts + "liberation/LiberationSans-Regular.ttf";
+    return {};
+}
+
+class Text : public testing::Test {
+  protected:
+    void SetUp() override {
+        mwin::SetFontSubstitute(FindTestFont);
+        MwSetTextCoding(1);
+        Use("Mono.ttf", 20);
+        SetTextColor(canvas.dc.get(), RGB(255, 255, 255));
+        SetBkMode(canvas.dc.get(), TRANSPARENT);
+    }
+    void TearDown() override { DeleteObject(font); }
+    void Use(const char* name, int height, int weight = FW_NORMAL) {
+        DeleteObject(font);
+        font = CreateFont(height, 0, 0, 0, weight, 0, 0, 0, 0, 0, 0, 0, 0, name);
+        SelectObject(canvas.dc.get(), font);
+    }
+    int Width(const char* text) {
+        SIZE size{};
+        EXPECT_TRUE(GetTextExtentPoint(canvas.dc.get(), text, -1, &size));
+        return size.cx;
+    }
+    long BrightnessOf(const char* text) {
+        canvas.Clear();
+        TextOut(canvas.dc.get(), 5, 5, text, -1);
+        return canvas.Brightness();
+    }
+    GdiCanvas canvas{200, 100};
+    HFONT font = nullptr;
+};
+
+TEST(TextCoding, Decodes) {
+    const auto box = mwin::kNoCharacter;
+    const struct {
+        const char* name;
+        int coding;
+        std::string bytes;
+        std::u32string expected;
+    } kCases[] = {
+        {"ASCII", 1, "Ab\n", U"Ab\n"},
+        {"UTF-8", 1, "\xC3\xB3\xE4\xB8\xAD\xF0\x9F\x98\x80", U"\u00F3\u4E2D\U0001F600"},
+        {"GBK letters", 1, "\xA8\xAE\xA8\xA6\xA8\xA8", U"\u00F3\u00E9\u00E8"},
+        {"GBK", 1, "A\xD6\xD0\xCE\xC4", U"A\u4E2D\u6587"},
+        {"one bad byte makes the whole string GBK", 1, "\xC3\xB3\xFF", std::u32string{0x8D38, box}},
+        {"lonely lead byte", 1, "A\xD6", std::u32string{'A', box}},
+        {"lead byte before ASCII", 1, std::string("\xD6\x20z"), std::u32string{box, ' ', 'z'}},
+        {"overlong form", 1, "\xC0\xAF", std::u32string{0x8721}},
+        {"surrogate", 1, "\xED\xA0\x80", std::u32string{0x980E, box}},
+        {"above the last code", 1, "\xF4\x90\x80\x80", std::u32string{0x9B6B, box, box}},
+        {"embedded zero", 1, std::string("a\0b", 3), std::u32string(U"a\0b", 3)},
+        {"ISO 8859-1", 0, "\xE9\xC3\xB3", U"\u00E9\u00C3\u00B3"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        MwSetTextCoding(c.coding);
+        const std::u32string decoded = mwin::DecodeText(c.bytes.data(), c.bytes.size());
+        EXPECT_EQ(std::vector<std::uint32_t>(decoded.begin(), decoded.end()),
+                  std::vector<std::uint32_t>(c.expected.begin(), c.expected.end()));
+    }
+}
+
+TEST_F(Text, WrapsAndMeasures) {
+    const int cell = Width("x");
+    ASSERT_GT(cell, 5);
+    const struct {
+        const char* text;
+        int columns;  // of the rectangle
+        UINT format;
+        int lines, widest;  // widest in cells; -1: not checked
+    } kCases[] = {
+        {"one two", 20, DT_WORDBREAK, 1, 7},
+        {"one two", 5, DT_WORDBREAK, 2, 3},
+        {"one two", 7, DT_WORDBREAK, 1, 7},
+        {"one two", 5, 0, 1, 7},
+        {"one   two", 3, DT_WORDBREAK, 2, 3},
+        {"a bb ccc dddd", 4, DT_WORDBREAK | DT_CENTER, 3, 4},
+        {"abcdefgh", 3, DT_WORDBREAK, 3, 3},
+        {"ab cdefgh", 4, DT_WORDBREAK, 3, 4},
+        {"one\ntwo", 20, 0, 2, 3},
+        {"one\r\ntwo\r\n", 20, 0, 2, 3},
+        {"one\n\ntwo", 20, DT_WORDBREAK, 3, 3},
+        {"one\ntwo", 20, DT_SINGLELINE, 1, 7},
+        {"one two", 2, DT_SINGLELINE | DT_WORDBREAK, 1, 7},
+        {"", 5, DT_WORDBREAK, 0, 0},
+        {"xyz", 0, DT_WORDBREAK, 3, 1},
+        {"a & b", 20, 0, 1, 5},
+        // A Chinese character is between one and two cells wide.
+        {"\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xAD\xE6\x96\x87", 4, DT_WORDBREAK, 2, -1},
+        {"\xE4\xB8\xAD\xE6\x96\x87\xE3\x80\x82", 4, DT_WORDBREAK, 2, -1},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.text);
+        RECT rect{10, 20, 10 + c.columns * cell, 25};
+        EXPECT_EQ(DrawText(canvas.dc.get(), c.text, -1, &rect, c.format | DT_CALCRECT), c.lines * 20);
+        EXPECT_EQ(rect.bottom - rect.top, c.lines * 20);
+        EXPECT_EQ(rect.left, 10);
+        EXPECT_TRUE(c.widest < 0 || rect.right - rect.left == c.widest * cell) << rect.right - rect.left;
+        EXPECT_TRUE(canvas.surface.Damage().IsEmpty());
+    }
+}
+
+TEST_F(Text, Aligns) {
+    const RECT box{20, 10, 180, 90};
+    const int cell = Width("x");
+    const struct {
+        UINT format;
+        int x;  // of the ink, from the left
+        int y;  // of the line
+    } kCases[] = {
+        {DT_LEFT, 20, 10},
+        {DT_RIGHT, 180 - 2 * cell, 10},
+        {DT_CENTER, 100 - cell, 10},
+        {17, 100 - cell, 10},
+        {DT_SINGLELINE | DT_VCENTER, 20, 40},
+        {DT_SINGLELINE | DT_BOTTOM | DT_RIGHT, 180 - 2 * cell, 70},
+        {DT_VCENTER, 20, 10},
+    };
+    // The ink's place within a line, seen once.
+    TextOut(canvas.dc.get(), 20, 10, "HH", 2);
+    const RECT first = canvas.Ink();
+    ASSERT_GT(first.right, first.left);
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.format);
+        canvas.Clear();
+        RECT rect = box;
+        EXPECT_EQ(DrawText(canvas.dc.get(), "HH", -1, &rect, c.format), 20);
+        const RECT ink = canvas.Ink();
+        EXPECT_EQ(ink.left - first.left, c.x - 20);
+        EXPECT_EQ(ink.top - first.top, c.y - 10);
+        EXPECT_EQ(ink.right - ink.left, first.right - first.left);
+    }
+    canvas.Clear();
+    RECT narrow{20, 10, 25, 18};
+    DrawText(canvas.dc.get(), "HHHH\nHHHH", -1, &narrow, DT_CENTER);
+    const RECT ink = canvas.Ink();
+    EXPECT_TRUE(ink.left >= 20 && ink.right <= 25 && ink.top >= 10 && ink.bottom <= 18);
+}
+
+TEST_F(Text, BackgroundAndEdges) {
+    TextOut(canvas.dc.get(), 5, 5, "Ag", -1);
+    for (int i = 0; i < 200 * 100; ++i) {  // only between the key colour and white
+        const std::uint32_t pixel = canvas.surface.Pixels()[i];
+        ASSERT_EQ(pixel >> 16 & 255, pixel & 255);
+        ASSERT_EQ(pixel >> 24, 255U);
+        ASSERT_GE(pixel & 255, 1U);
+    }
+    canvas.Clear();
+    SetBkMode(canvas.dc.get(), OPAQUE);
+    SetBkColor(canvas.dc.get(), RGB(255, 0, 0));
+    TextOut(canvas.dc.get(), 10, 30, "  ", -1);
+    const RECT ink = canvas.Ink();
+    EXPECT_EQ(ink.left, 10);
+    EXPECT_EQ(ink.top, 30);
+    EXPECT_EQ(ink.right, 10 + Width("  "));
+    EXPECT_EQ(ink.bottom, 50);
+    EXPECT_EQ(canvas.At(11, 31), 0xFFFF0000);
+    EXPECT_EQ(SetBkColor(canvas.dc.get(), 0), RGB(255, 0, 0));
+    EXPECT_EQ(SetBkMode(canvas.dc.get(), 77), 0);
+}
+
+TEST_F(Text, EveryCharacterLeavesInk) {
+    EXPECT_GT(BrightnessOf("\xE4\xB8\xAD"), 0);  // from the Chinese face
+    for (const char* text : {"\xF3\xB0\x80\x80", "\x01", "A\xD6"}) {
+        const long with = BrightnessOf(text);
+        EXPECT_GT(with, 0) << text;
+    }
+    // A box is an outline.
+    canvas.Clear();
+    TextOut(canvas.dc.get(), 5, 5, "\x01", 1);
+    const RECT box = canvas.Ink();
+    for (int x = box.left; x < box.right; ++x)
+        EXPECT_EQ(canvas.At(x, box.top), 0xFFFFFFFF);
+    EXPECT_EQ(canvas.At((box.left + box.right) / 2, (box.top + box.bottom) / 2), GdiCanvas::kBackground);
+}
+
+TEST_F(Text, HeightIsTheLineAndWeightShows) {
+    for (const int height : {1, 7, 12, 20, 33, 60}) {
+        Use("Arial.ttf", height);
+        TEXTMETRIC metrics{};
+        ASSERT_TRUE(GetTextMetrics(canvas.dc.get(), &metrics));
+        EXPECT_EQ(metrics.tmHeight, height);
+        EXPECT_EQ(metrics.tmAscent + metrics.tmDescent, height);
+        canvas.Clear();
+        TextOut(canvas.dc.get(), 10, 20, "\xC3\x80gj|", -1);
+        EXPECT_GE(canvas.Ink().top, 20 - 1);
+        EXPECT_LE(canvas.Ink().bottom, 20 + height + 1);
+    }
+    Use("Arial.ttf", 20);
+    const long regular = BrightnessOf("Hello");
+    Use("Arial.ttf", 20, FW_BOLD);
+    EXPECT_GT(BrightnessOf("Hello"), regular * 5 / 4);
+    Use("Bold.ttf", 20);
+    const long bold = BrightnessOf("Hello");
+    Use("Bold.ttf", 20, FW_BOLD);
+    EXPECT_EQ(BrightnessOf("Hello"), bold);
+}
+
+TEST_F(Text, AFileBesideTheProgramWins) {
+    namespace fs = std::filesystem;
+    std::string directory = testing::TempDir() + "fontsXXXXXX";
+    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    const fs::path before = fs::current_path();
+    fs::create_directory(directory + "/fonts");
+    fs::create_symlink(kMono, directory + "/fonts/Own.ttf");
+    fs::copy_file(__FILE__, directory + "/fonts/Broken.ttf");
+    fs::current_path(directory);
+    Use("Own.ttf", 20);
+    const int narrow = Width("i");
+    const int wide = Width("W");
+    Use("Broken.ttf", 20);  // no substitute either: the next best face
+    const long broken = BrightnessOf("W");
+    fs::current_path(before);
+    fs::remove_all(directory);
+    EXPECT_EQ(narrow, wide);
+    EXPECT_GT(broken, 0);
+}
+
+TEST(TextDeathTest, WithoutAnyFontBoxesAndOneMessage) {
+    // In a process of its own: faces stay open once they were found.
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            mwin::SetFontSubstitute(nullptr);
+            GdiCanvas canvas(60, 30);
+            SelectObject(canvas.dc.get(), CreateFont(20, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "A.ttf"));
+            SelectObject(canvas.dc.get(), CreateFont(20, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "B.ttf"));
+            SetTextColor(canvas.dc.get(), RGB(255, 255, 255));
+            SetBkMode(canvas.dc.get(), TRANSPARENT);
+            TextOut(canvas.dc.get(), 0, 0, "ab", 2);
+            fflush(stdout);
+            const RECT ink = canvas.Ink();
+            _exit(ink.right == 19 && ink.bottom == 16 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0),
+        testing::AllOf(testing::HasSubstr("No font file for \"A.ttf\""), testing::Not(testing::HasSubstr("B.ttf"))));
+}
+
+TEST(GlyphCache, StaysWithinItsBound) {
+    mwin::GlyphCache cache;
+    const auto key = [](char32_t c) { return mwin::GlyphKey{nullptr, c, 40, false}; };
+    constexpr char32_t kCount = 2000;
+    for (char32_t c = 0; c < kCount; ++c) {
+        mwin::Glyph glyph;
+        glyph.advance = static_cast<int>(c);
+        glyph.mask.reset(pixman_image_create_bits(PIXMAN_a8, 40, 40, nullptr, 0));
+        cache.Add(key(c), std::move(glyph));
+        ASSERT_NE(cache.Find(key(0)), nullptr);  // in use, so it stays
+    }
+    std::size_t kept = 0;
+    for (char32_t c = 0; c < kCount; ++c) {
+        const mwin::Glyph* glyph = cache.Find(key(c));
+        EXPECT_TRUE(glyph == nullptr || glyph->advance == static_cast<int>(c));
+        kept += glyph != nullptr ? 1 : 0;
+    }
+    EXPECT_GT(kept, 100U);
+    EXPECT_LE(kept * 40 * 40, mwin::GlyphCache::kMaxBytes);
+    EXPECT_NE(cache.Find(key(kCount - 1)), nullptr);
+    EXPECT_EQ(cache.Find(key(1)), nullptr);
+}
+
+}  // namespace

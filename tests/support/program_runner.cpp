@@ -1,0 +1,135 @@
+#include "tests/support/program_runner.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+#include "board/font_substitute.h"
+#include "mwin/windows.h"
+
+namespace support {
+
+class ProgramRunner::UiClock final : public mwin::Clock {
+  public:
+    UiClock(MovedClock& clock, const board::BlockKeys& keys) : inner_(clock, [&keys] { return keys.KeyWaits(); }) {}
+
+    std::uint32_t TickCount() override { return inner_.TickCount(); }
+    void Wait(int timeout_ms) override {
+        inner_.Wait(timeout_ms);
+        std::function<void()> action;
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            action.swap(action_);
+        }
+        if (action) action();
+    }
+    void Wake() override { inner_.Wake(); }
+
+    void SetAction(std::function<void()> action) {
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            action_ = std::move(action);
+        }
+        Wake();
+    }
+
+  private:
+    MovedUiClock inner_;
+    std::mutex mutex_;
+    std::function<void()> action_;
+};
+
+// Everything written to standard output goes to a memory file until the end.
+class ProgramRunner::Capture {
+  public:
+    Capture() : output_before_(dup(STDOUT_FILENO)), file_(memfd_create("program-output", MFD_CLOEXEC)) {
+        std::fflush(stdout);
+        dup2(file_, STDOUT_FILENO);
+    }
+    ~Capture() {
+        const std::string text = Text();
+        dup2(output_before_, STDOUT_FILENO);
+        close(output_before_);
+        close(file_);
+        if (testing::Test::HasFailure()) std::fwrite(text.data(), 1, text.size(), stdout);
+    }
+    Capture(const Capture&) = delete;
+    Capture& operator=(const Capture&) = delete;
+
+    std::string Text() const {
+        std::fflush(stdout);
+        std::string text;
+        char part[65536];
+        for (ssize_t length = 0; (length = pread(file_, part, sizeof part, static_cast<off_t>(text.size()))) > 0;) {
+            text.append(part, static_cast<std::size_t>(length));
+        }
+        return text;
+    }
+
+  private:
+    const int output_before_;
+    const int file_;
+};
+
+ProgramRunner::ProgramRunner(VirtualBoard& board)
+    : board_(board),
+      screen_(board.Block()),
+      keys_(board.Block()),
+      clock_(std::make_unique<UiClock>(board.Clock(), keys_)),
+      capture_(std::make_unique<Capture>()),
+      thread_(&ProgramRunner::Run, this) {}
+
+ProgramRunner::~ProgramRunner() {
+    End();
+    thread_.join();
+}
+
+void ProgramRunner::Run() {
+    mwin::Install(screen_, keys_, *clock_);
+    board::InstallFontSubstitutes();
+    result_ = WinMain(this, nullptr, nullptr, SW_SHOWNORMAL);
+    mwin::Shutdown();
+    ended_ = true;
+}
+
+void ProgramRunner::Press(int virtual_key) {
+    board::PushKey(board_.Block(), virtual_key, static_cast<int>(mwin::KeyEvent::Kind::Press));
+    board::PushKey(board_.Block(), virtual_key, static_cast<int>(mwin::KeyEvent::Kind::Release));
+    clock_->Wake();
+    board_.Clock().Settle();
+}
+
+bool ProgramRunner::RunUntilLive() {
+    return RunUntil([this] {
+        const auto pxp = board_.Get(&board::Block::pxp);
+        return pxp.streaming && pxp.output == 0 && board_.Get(&board::Block::video_sequence) > 1;
+    });
+}
+
+bool ProgramRunner::RunUntilPrinted(const std::string& text, std::size_t from) {
+    return RunUntil([&] { return Output().find(text, from) != std::string::npos; });
+}
+
+std::string ProgramRunner::Output() {
+    return capture_->Text();
+}
+
+int ProgramRunner::End() {
+    if (!ended_) OnUiThread([] { PostQuitMessage(0); });
+    if (!RunUntil([this] { return ended_.load(); }, std::chrono::minutes(2))) {
+        std::fprintf(stderr, "the program does not end\n%s", Output().c_str());
+        std::abort();
+    }
+    return result_;
+}
+
+void ProgramRunner::OnUiThread(std::function<void()> action) {
+    clock_->SetAction(std::move(action));
+    board_.Clock().Settle();
+}
+
+}  // namespace support

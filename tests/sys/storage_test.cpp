@@ -1,0 +1,111 @@
+#include "sys/storage.h"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "tests/support/fake_kernel.h"
+
+namespace {
+
+TEST(Storage, MountPoints) {
+    support::FakeKernel kernel;
+    EXPECT_EQ(Varno::GetMountpoint("/dev/loop0", "vfat"), "") << "no /proc";
+    kernel.Put("/proc/mounts",
+               "rootfs / rootfs rw 0 0\n"
+               "broken\n"
+               "\n"
+               "/dev/loop0 /other ext3 rw 0 0\n"
+               "/dev/loop01 /wrong vfat rw 0 0\n"
+               "/dev/loop0 /media/nand\\040disk\\134a\\011b\\043c/ vfat rw,noatime 0 0\n"
+               "/dev/loop0 /media/second vfat rw 0 0\n"
+               "/dev/my\\040disk /media/\\04x\\0 vfat rw 0 0\n"
+               "/dev/mmcblk0p1 /media/sd vfat rw");
+    const struct {
+        const char* device;
+        const char* type;
+        const char* directory;
+    } cases[] = {{"/dev/loop0", "vfat", "/media/nand disk\\a\tb#c/"},
+                 {"/dev/loop0", "ext3", "/other"},
+                 {"/dev/loop0", "ext4", ""},
+                 {"/dev/my disk", "vfat", "/media/\\04x\\0"},
+                 {"/dev/mmcblk0p1", "vfat", "/media/sd"},
+                 {"", "", ""}};
+    for (const auto& c : cases)
+        EXPECT_EQ(Varno::GetMountpoint(c.device, c.type), c.directory) << c.device;
+    EXPECT_EQ(Varno::GetNandDataPart(), "/media/nand disk\\a\tb#c");
+}
+
+TEST(Storage, FirstCardIsAWholeDiskWhateverStandsBesideIt) {
+    support::FakeKernel kernel;
+    EXPECT_EQ(Varno::GetMMCBlockSysDir(), "");
+    for (const char* name : {"mmcblk10", "mmcblk2rpmb", "mmcblk0boot0", "mmcblk0boot1", "mmcblk", "sda", "loop0",
+                             "mmcblk99999999999999999999"}) {
+        kernel.Put(std::string("/sys/block/") + name + "/size", "1\n");
+    }
+    EXPECT_EQ(Varno::GetMMCBlockSysDir(), "/sys/block/mmcblk10");
+    kernel.Put("/sys/block/mmcblk2/size", "1\n");
+    EXPECT_EQ(Varno::GetMMCBlockSysDir(), "/sys/block/mmcblk2");
+}
+
+TEST(Storage, FirstPartitionOfTheCard) {
+    support::FakeKernel kernel;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(Varno::GetMMCFirstPart(), "");
+    EXPECT_EQ(Varno::GetMMCFirstPartDev(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "no card is no error";
+
+    kernel.Put("/sys/block/mmcblk0/size", "1\n");
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(Varno::GetMMCFirstPart(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "ERROR(No such file or directory): open /sys/block/mmcblk0/mmcblk0p1/stat.\n");
+
+    kernel.Put("/sys/block/mmcblk0/mmcblk0p1/stat", "1 2 3\n");
+    EXPECT_EQ(Varno::GetMMCFirstPartDev(), "/dev/mmcblk0p1");
+    EXPECT_EQ(Varno::GetMMCFirstPart(), "") << "not mounted";
+    kernel.Put("/proc/mounts", "/dev/mmcblk0p1 /media/sd-mmcblk0p1 vfat rw 0 0\n");
+    EXPECT_EQ(Varno::GetMMCFirstPart(), "/media/sd-mmcblk0p1");
+}
+
+TEST(Storage, FreeSpace) {
+    support::FakeKernel kernel;
+    const struct {
+        unsigned long long blocks;
+        long block_size;
+        int kib;
+    } cases[] = {{0, 1024, 0},
+                 {1, 511, 0},
+                 {1, 512, 1},
+                 {3, 512, 2},
+                 {2048, 1024, 2048},
+                 {8ULL << 20, 512, 4 << 20},
+                 {std::numeric_limits<int>::max(), 1024, std::numeric_limits<int>::max()},
+                 {1ULL << 32, 1024, std::numeric_limits<int>::max()},
+                 {~0ULL, 1L << 30, std::numeric_limits<int>::max()},
+                 {7, 0, 0}};
+    for (const auto& c : cases) {
+        std::string asked;
+        kernel.on_statfs = [&](const char* path, struct statfs* result) {
+            asked = path;
+            result->f_bavail = c.blocks;
+            result->f_bsize = c.block_size;
+            return 0;
+        };
+        EXPECT_EQ(Varno::GetAvailDiskSpace("/media/x"), c.kib) << c.blocks << " * " << c.block_size;
+        EXPECT_EQ(asked, "/media/x");
+    }
+    EXPECT_EQ(Varno::GetAvailDiskSpace(""), -1);
+    EXPECT_EQ(Varno::GetFirstMMCAvailableSpace(), -1) << "no card";
+    kernel.FailNth(support::FakeKernel::Call::StatFs, 1, EIO);
+    EXPECT_EQ(Varno::GetAvailDiskSpace("/media/x"), -1);
+    kernel.Put("/proc/mounts", "/dev/loop0 /media/nand vfat rw 0 0\n");
+    EXPECT_EQ(Varno::GetUserNandAvailableSpace(), 0);
+
+    Varno::ReleaseVMCache(Varno::K_CACHE_PAGE);
+    Varno::ReleaseVMCache(Varno::K_CACHE_ALL);
+    EXPECT_THAT(kernel.Commands(),
+                testing::ElementsAre("echo 1 > /proc/sys/vm/drop_caches", "echo 3 > /proc/sys/vm/drop_caches"));
+}
+
+}  // namespace

@@ -1,0 +1,126 @@
+// The program's controls on a fresh window system, over a kernel in memory.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/statfs.h>
+
+#include <array>
+#include <cstdlib>
+#include <ctime>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "mwin/windows.h"
+#include "tests/mwin/fake_machine.h"
+#include "tests/support/fake_kernel.h"
+#include "ui/base/mw_ui_base.h"
+
+namespace ui_test {
+
+constexpr std::uint32_t kKeyPixel = 0xFF010101;
+
+class UiTest : public mwin_test::WindowSystemTest {
+  protected:
+    UiTest() {
+        setenv("TZ", "UTC", 1);
+        tzset();
+        MwInitializeDialogs(Instance());
+        MwSetTextCoding(1);
+        WNDCLASS screen_class{};
+        screen_class.lpfnWndProc = ParentProc;
+        screen_class.lpszClassName = "LiveView";
+        RegisterClass(&screen_class);
+        parent = CreateWindowEx(0, "LiveView", "", WS_POPUP | WS_VISIBLE, 0, 0, 320, 240, nullptr, nullptr, Instance(),
+                                nullptr);
+        RunUntilIdle();
+        // Captured from here on, so that a test can look at what was printed.
+        testing::internal::CaptureStdout();
+        capturing_ = true;
+    }
+    ~UiTest() override { Printed(); }
+
+    static HINSTANCE Instance() { return &s_instance; }
+
+    // What was printed since the last call.
+    std::string Printed() {
+        if (!capturing_) return {};
+        capturing_ = false;
+        std::string text = testing::internal::GetCapturedStdout();
+        if (HasFailure()) std::cerr << text;  // failures are reported there, too
+        return text;
+    }
+    std::string PrintedSoFar() {
+        const std::string text = Printed();
+        testing::internal::CaptureStdout();
+        capturing_ = true;
+        return text;
+    }
+
+    // Lets time pass in steps that no timer of the program is shorter than.
+    void Pass(int milliseconds) {
+        for (int passed = 0; passed < milliseconds; passed += 100) {
+            clock.Advance(100);
+            RunUntilIdle();
+        }
+        FlushNow();
+    }
+    // Shows what was drawn, as the program does when it waits.
+    void FlushNow() {
+        clock.WhenIdle([] { PostMessage(nullptr, WM_NULL, 0, 0); });
+        MSG message{};
+        GetMessage(&message, nullptr, 0, 0);
+        RunUntilIdle();
+    }
+
+    // The card (and the internal storage) is mounted with that much room; negative: not mounted.
+    void SetSpace(int card_kib, int nand_kib = -1) {
+        std::string mounts;
+        if (card_kib >= 0) mounts += "/dev/mmcblk0p1 /media/sd-mmcblk0p1 vfat rw 0 0\n";
+        if (nand_kib >= 0) mounts += "/dev/loop0 /media/nand vfat rw 0 0\n";
+        kernel.Put("/proc/mounts", mounts);
+        kernel.Put("/sys/block/mmcblk0/mmcblk0p1/stat", "0");
+        kernel.on_statfs = [=](const char* path, struct statfs* result) {
+            result->f_bsize = 1024;
+            result->f_bavail = static_cast<unsigned>(std::string(path) == "/media/nand" ? nand_kib : card_kib);
+            return 0;
+        };
+    }
+
+    // Pixels of a colour within a rectangle of the screen.
+    int Count(const RECT& rect, std::uint32_t pixel) const {
+        int count = 0;
+        for (int y = rect.top; y < rect.bottom; ++y) {
+            for (int x = rect.left; x < rect.right; ++x)
+                count += screen.At(x, y) == pixel ? 1 : 0;
+        }
+        return count;
+    }
+
+    static std::string TextOf(HWND window) {
+        std::array<char, 100> text{};
+        GetWindowText(window, text.data(), text.size());
+        return text.data();
+    }
+    static bool Visible(HWND window) {
+        return (static_cast<DWORD>(GetWindowLong(window, GWL_STYLE)) & WS_VISIBLE) != 0;
+    }
+
+    support::FakeKernel kernel;
+    HWND parent = nullptr;
+
+  private:
+    static LRESULT CALLBACK ParentProc(HWND hwnd, UINT msg, WPARAM wparam, LPARAM lparam) {
+        if (msg != WM_ERASEBKGND) return DefWindowProc(hwnd, msg, wparam, lparam);
+        RECT rect{};
+        GetClientRect(hwnd, &rect);
+        FastFillRect(reinterpret_cast<HDC>(wparam), &rect, kColorKey);
+        return 1;
+    }
+
+    static inline char s_instance = 0;
+    bool capturing_ = false;
+};
+
+}  // namespace ui_test
