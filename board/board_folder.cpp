@@ -89,7 +89,7 @@ void Ensure(const fs::path& path, std::string_view content) {
 }
 
 std::uint8_t Brightness(const std::string& text) {
-    return static_cast<std::uint8_t>(std::clamp(std::atoi(text.c_str()), 0, 255));
+    return static_cast<std::uint8_t>(std::clamp(std::strtol(text.c_str(), nullptr, 10), 0L, 255L));
 }
 
 bool StartsWithFolder(std::string_view path, std::string_view folder) {

@@ -129,8 +129,9 @@ class Changes {
 
     static void Each(const std::string& where, const json& object, const Reader& reader) {
         if (!object.is_object()) Refuse(where.empty() ? "the body" : where, "wants an object");
+        const std::string prefix = where.empty() ? where : where + ".";
         for (const auto& [name, value] : object.items())
-            reader(where.empty() ? name : where + "." + name, value);
+            reader(prefix + name, value);
     }
 
     void CheckTop(const std::string& name, const json& value) {

@@ -19,6 +19,7 @@ struct Size {
     std::uint32_t width, height;
 };
 constexpr std::array<Size, 2> kSizes = {{{320, 240}, {640, 480}}};
+constexpr std::array<std::uint8_t, 4> kEmptyJpeg = {0xFF, 0xD8, 0xFF, 0xD9};
 constexpr std::array<std::uint32_t, 6> kFrameRates = {30, 25, 20, 15, 10, 5};
 
 std::vector<Control> CameraControls() {
@@ -276,7 +277,7 @@ void CameraDevice::Render(std::uint8_t* frame) {
     }
     if (pixel_format_ != V4L2_PIX_FMT_YUYV) {
         std::memset(frame, 0, queue_.BufferSize());
-        std::memcpy(frame, "\xFF\xD8\xFF\xD9", 4);  // an empty JPEG
+        std::copy(kEmptyJpeg.begin(), kEmptyJpeg.end(), frame);
         return;
     }
     int lamp = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <tuple>
 
 namespace board {
 namespace {
@@ -14,6 +15,15 @@ constexpr int kRedFromV = 1436;
 constexpr int kGreenFromU = -352;
 constexpr int kGreenFromV = -731;
 constexpr int kBlueFromU = 1815;
+
+bool Same(const PixelPipelineState& a, const PixelPipelineState& b) {
+    const auto tie = [](const PixelPipelineState& s) {
+        return std::tie(s.streaming, s.output, s.source_width, s.source_height, s.rotation, s.hflip, s.vflip,
+                        s.crop.left, s.crop.top, s.crop.width, s.crop.height, s.overlay, s.chroma_key_enabled,
+                        s.chroma_key);
+    };
+    return tie(a) == tie(b);
+}
 
 std::uint32_t ToRgb(int y, int u, int v) {
     const auto clamp = [](int value) { return static_cast<std::uint32_t>(std::clamp(value >> 10, 0, 255)); };
@@ -54,8 +64,8 @@ struct LcdCompositor::Input {
     std::array<std::uint32_t, kScreenWidth * kScreenHeight> ui{};
     std::array<std::uint8_t, kVideoBytes> video{};
 
-    // Before this row starts: the wanted pixel of the video, for a pixel of the crop rectangle.
-    bool Shows() const {
+    // Is there a video to be seen, and is the queued picture large enough for the current format?
+    bool ShowsVideo() const {
         const std::uint64_t needed = std::uint64_t{pxp.source_width} * pxp.source_height * 2;
         return pxp.output == 0 && video_sequence > 0 && needed > 0 && needed <= video_length;
     }
@@ -69,11 +79,11 @@ bool LcdCompositor::Read(Block& block) {
     const BlockLock lock(block);
     Input& in = *input_;
     const bool same = in.valid && in.powered_off == block.powered_off && in.ui_sequence == block.ui_sequence &&
-                      in.video_sequence == block.video_sequence && std::memcmp(&in.pxp, &block.pxp, sizeof in.pxp) == 0;
+                      in.video_sequence == block.video_sequence && Same(in.pxp, block.pxp);
     if (same) return false;
     in.valid = true;
     in.powered_off = block.powered_off;
-    std::memcpy(&in.pxp, &block.pxp, sizeof in.pxp);
+    in.pxp = block.pxp;
     in.ui_sequence = block.ui_sequence;
     in.video_sequence = block.video_sequence;
     in.video_length = std::min<std::uint32_t>(block.video_length, kVideoBytes);
@@ -97,7 +107,7 @@ void LcdCompositor::Draw() {
     const Input& in = *input_;
     std::fill(picture_.begin(), picture_.end(), kOpaque);
     if (in.powered_off) return;
-    const bool video = in.Shows();
+    const bool video = in.ShowsVideo();
     if (video) DrawVideo();
     if (video && !in.pxp.overlay) return;  // the user interface is not laid over it
     const bool see_through = video && in.pxp.chroma_key_enabled;

@@ -103,23 +103,31 @@ std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, s
     return options;
 }
 
-// The program on the board. Nothing it stands on is ever destroyed: static destructors and worker threads still use it
-// while the process exits.
+// What the program stands on.
+struct Machine {
+    explicit Machine(const char* directory) : folder(*block, directory, kCheckout) {}
+
+    board::SharedBlock block{board::kBlockDescriptor};
+    board::BoardFolder folder;
+    board::RealClock clock;
+    board::VirtualKernel kernel{*block, folder, clock};
+    board::BlockScreen screen{*block};
+    board::BlockKeys keys{*block, board::kKeysDescriptor};
+    mwin::LinuxClock waiting{[] { return std::vector<int>{board::kKeysDescriptor}; }};
+};
+
+// The program on the board.
 int RunProgram(char** arguments) {
     // Dies with the board, whatever the board dies of; also when that happened just before.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != std::atoi(arguments[3])) return EXIT_FAILURE;
-    setvbuf(stdout, nullptr, _IOLBF, 0);
+    if (std::to_string(getppid()) != arguments[3]) return EXIT_FAILURE;
 
-    auto& block = *new board::SharedBlock(board::kBlockDescriptor);
-    auto& folder = *new board::BoardFolder(*block, arguments[2], kCheckout);
-    auto& clock = *new board::RealClock;
-    Varno::InstallKernel(*new board::VirtualKernel(*block, folder, clock));
-    auto& keys = *new board::BlockKeys(*block, board::kKeysDescriptor);
-    mwin::Install(*new board::BlockScreen(*block), keys,
-                  *new mwin::LinuxClock([] { return std::vector<int>{board::kKeysDescriptor}; }));
+    // Never destroyed: static destructors and worker threads still use it while the process exits.
+    static Machine& machine = *new Machine(arguments[2]);
+    Varno::InstallKernel(machine.kernel);
+    mwin::Install(machine.screen, machine.keys, machine.waiting);
     board::InstallFontSubstitutes();
-    fs::current_path(folder.ProgramDirectory());
+    fs::current_path(machine.folder.ProgramDirectory());
     return WinMain(arguments, nullptr, nullptr, SW_SHOWNORMAL);
 }
 
@@ -154,7 +162,8 @@ int RunBoard(const Options& options) {
                                               std::to_string(getpid())};
     board::ProgramProcess program(block, keys.Get(), folder, clock, command);
     board::BoardState state(*block, folder, clock, program);
-    if (const auto reason = state.Change({{"camera", {{"source", options.camera}}}})) return UsageError("--camera: " + *reason);
+    if (const auto reason = state.Change({{"camera", {{"source", options.camera}}}}))
+        return UsageError("--camera: " + *reason);
 
     board::PanelServer panel(*block, keys.Get(), folder, state, program);
     if (!panel.Bind(options.port, error)) return UsageError(error);

@@ -38,10 +38,11 @@ bool CompressJpeg(const std::uint8_t* rgb, int width, int height, int quality, u
     JpegErrors errors;
     jpeg_compress_struct jpeg;
     jpeg.err = jpeg_std_error(&errors.manager);
+    // The C library offers no other way out.
     errors.manager.error_exit = [](j_common_ptr codec) {
-        std::longjmp(reinterpret_cast<JpegErrors*>(codec->err)->back, 1);
+        std::longjmp(reinterpret_cast<JpegErrors*>(codec->err)->back, 1);  // NOLINT(cert-err52-cpp): see above
     };
-    if (setjmp(errors.back) != 0) {  // NOLINT(cert-err52-cpp): the C library offers no other way out
+    if (setjmp(errors.back) != 0) {  // NOLINT(cert-err52-cpp): see above
         jpeg_destroy_compress(&jpeg);
         return false;
     }

@@ -14,8 +14,6 @@
 #include <cstring>
 #include <system_error>
 
-extern char** environ;
-
 namespace board {
 namespace {
 

@@ -38,7 +38,7 @@ bool GoesOn(const ModalLoop& loop) {
 
 void EnableParent(ModalLoop& loop) {
     if (loop.disabled_parent == nullptr) return;
-    const HWND parent = loop.disabled_parent;
+    HWND parent = loop.disabled_parent;
     loop.disabled_parent = nullptr;
     EnableWindow(parent, TRUE);
 }
@@ -130,8 +130,8 @@ int DialogBoxParam(HINSTANCE instance, LPCSTR /*dialog_template*/, HWND parent, 
     const bool outermost = mwin::DispatchDepth() == 0 && mwin::loops().empty();
     if (procedure == nullptr) return -1;
     mwin::ModalLoop loop;
-    const HWND focus = GetFocus();
-    const HWND active = GetActiveWindow();
+    HWND focus = GetFocus();
+    HWND active = GetActiveWindow();
     loop.dialog = CreateWindowEx(0, mwin::kDialogClass, "", WS_POPUP, 0, 0, GetSystemMetrics(SM_CXSCREEN),
                                  GetSystemMetrics(SM_CYSCREEN), parent, nullptr, instance, nullptr);
     const WindowPtr window = Find(loop.dialog);

@@ -12,7 +12,7 @@ HWND g_active = nullptr;
 
 void ChangeFocus(HWND to) {
     if (to == g_focus) return;
-    const HWND from = g_focus;
+    HWND from = g_focus;
     g_focus = to;
     const WindowPtr loser = Find(from);
     if (loser != nullptr && !loser->dying) CallProcedure(loser, WM_KILLFOCUS, reinterpret_cast<WPARAM>(to), 0);
@@ -21,7 +21,7 @@ void ChangeFocus(HWND to) {
 }
 
 void Activate(const WindowPtr& top) {
-    const HWND from = g_active;
+    HWND from = g_active;
     if (from != top->handle) {
         g_active = top->handle;
         const WindowPtr loser = Find(from);
@@ -95,7 +95,7 @@ void GiveUpKeys(const Window& window, Window* parent) {
     g_active = nullptr;
     const WindowPtr before = Find(window.focus_before);
     WindowPtr next = before != nullptr && MayHaveKeys(*before) ? Activatable(window.focus_before) : nullptr;
-    const HWND focus = next != nullptr ? window.focus_before : nullptr;
+    HWND focus = next != nullptr ? window.focus_before : nullptr;
     if (next == nullptr) next = Activatable(window.active_before);
     if (next == nullptr) next = Activatable(window.owner);
     if (next == nullptr) next = TopmostActivatable();
@@ -117,7 +117,7 @@ void ForgetFocus() {
 using mwin::WindowPtr;
 
 HWND SetFocus(HWND handle) {
-    const HWND before = mwin::g_focus;
+    HWND before = mwin::g_focus;
     if (handle == nullptr) {
         mwin::ChangeFocus(nullptr);
         return before;
@@ -136,7 +136,7 @@ HWND GetFocus() {
 }
 
 HWND SetActiveWindow(HWND handle) {
-    const HWND before = mwin::g_active;
+    HWND before = mwin::g_active;
     const WindowPtr top = mwin::Activatable(handle);
     if (top == nullptr) return nullptr;
     mwin::Activate(top);

@@ -113,8 +113,9 @@ void Raise(Window& window) {
     if (MoveToTop(window) && !IsPainting()) InvalidateTree(window);
 }
 
-WindowPtr NextToPaint() {
-    return Desktop() != nullptr ? NextInTree(Desktop()) : nullptr;
+WindowPtr NextToPaint(HWND within) {
+    const WindowPtr root = within != nullptr ? Find(within) : Desktop();
+    return root != nullptr ? NextInTree(root) : nullptr;
 }
 
 void PaintPending(const WindowPtr& window) {

@@ -77,7 +77,7 @@ using mwin::WindowPtr;
 HWND CreateWindowEx(DWORD ex_style, LPCSTR class_name, LPCSTR text, DWORD style, int x, int y, int width, int height,
                     HWND parent, HMENU id, HINSTANCE instance, void* parameter) {
     const mwin::WindowClass* window_class = mwin::FindClass(class_name);
-    const WindowPtr desktop = mwin::Desktop();
+    const WindowPtr& desktop = mwin::Desktop();
     const WindowPtr related = parent != nullptr ? Find(parent) : desktop;
     if (window_class == nullptr || desktop == nullptr || related == nullptr || related->dying) return nullptr;
 

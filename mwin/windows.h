@@ -90,8 +90,8 @@ constexpr int SM_CXSCREEN = 0, SM_CYSCREEN = 1;
 constexpr int GWL_STYLE = -16, GWL_EXSTYLE = -20, GWL_ID = -12, GWL_WNDPROC = -4, GWL_USERDATA = -21;
 constexpr UINT SWP_NOSIZE = 1, SWP_NOMOVE = 2, SWP_NOZORDER = 4, SWP_NOREDRAW = 8, SWP_SHOWWINDOW = 0x40,
                SWP_HIDEWINDOW = 0x80;
-inline const HWND HWND_TOP = nullptr;
-inline const HWND HWND_BOTTOM = reinterpret_cast<HWND>(1);  // NOLINT
+inline MwWindow* const HWND_TOP = nullptr;
+inline MwWindow* const HWND_BOTTOM = reinterpret_cast<HWND>(1);  // NOLINT
 constexpr int IDOK = 1, IDCANCEL = 2, IDYES = 6, IDNO = 7;
 constexpr UINT GW_HWNDFIRST = 0, GW_HWNDNEXT = 2, GW_HWNDPREV = 3, GW_OWNER = 4, GW_CHILD = 5;
 constexpr LRESULT DLGC_WANTARROWS = 1, DLGC_WANTTAB = 2, DLGC_WANTALLKEYS = 4, DLGC_HASSETSEL = 8, DLGC_WANTCHARS = 0x80;
@@ -191,10 +191,14 @@ void MwSetTextCoding(int coding);
 
 // ---- Windows -------------------------------------------------------------------------------------------------------
 WORD RegisterClass(const WNDCLASS* window_class);  // 0 on failure; registering a name again replaces nothing and returns non-0
+// A WS_CHILD window lies in its parent's client area, on top of its siblings; any other lies on the screen, is owned by the
+// parent's top-level window and goes with it. Windows have no frame: the client area is the whole window. Null when the class is
+// unknown, the parent is gone, or WM_CREATE was answered with -1.
 HWND CreateWindowEx(DWORD ex_style, LPCSTR class_name, LPCSTR text, DWORD style, int x, int y, int width, int height,
                     HWND parent, HMENU id, HINSTANCE instance, void* parameter);
 HWND CreateWindow(LPCSTR class_name, LPCSTR text, DWORD style, int x, int y, int width, int height, HWND parent, HMENU id,
                   HINSTANCE instance, void* parameter);
+// Sends WM_DESTROY to the window while it is still shown, then to what is in it, to each once; it is the last message they get.
 BOOL DestroyWindow(HWND window);
 BOOL IsWindow(HWND window);
 BOOL ShowWindow(HWND window, int command);  // returns whether it was visible before
@@ -209,6 +213,7 @@ HWND GetDesktopWindow();
 HWND GetWindow(HWND window, UINT relation);
 HWND GetDlgItem(HWND dialog, int id);
 int GetDlgCtrlID(HWND window);
+// Disabled windows, and those that were there before the running modal dialog, get neither focus nor activation (null).
 HWND SetFocus(HWND window);
 HWND GetFocus();
 HWND SetActiveWindow(HWND window);
@@ -231,13 +236,18 @@ COLORREF GetSysColor(int index);
 LRESULT DefWindowProc(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
 
 // ---- Messages and timers -------------------------------------------------------------------------------------------
+// A direct call. A WM_PAINT that is sent erases and paints the whole client area.
 LRESULT SendMessage(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+// FALSE for a window that is gone or being destroyed. A posted WM_QUIT ends the dialog it is posted to, if that still runs, and
+// nothing else.
 BOOL PostMessage(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+// Ends the outermost loop and, before it, every loop inside it.
 void PostQuitMessage(int exit_code);
 BOOL GetMessage(MSG* message, HWND window, UINT first, UINT last);  // FALSE for WM_QUIT
 BOOL PeekMessage(MSG* message, HWND window, UINT first, UINT last, UINT remove);
 BOOL TranslateMessage(const MSG* message);
 LRESULT DispatchMessage(const MSG* message);
+// Replaces the timer of the same window and id. Its message is made when nothing else waits; missed ticks are left out.
 UINT SetTimer(HWND window, UINT id, UINT milliseconds, TIMERPROC procedure);  // the id; 0 on failure
 BOOL KillTimer(HWND window, UINT id);
 DWORD GetTickCount();
@@ -251,10 +261,12 @@ BOOL EndDialog(HWND dialog, int result);
 BOOL IsDialogMessage(HWND dialog, const MSG* message);
 
 // ---- Painting ------------------------------------------------------------------------------------------------------
+// Draws on the update region, which stays until the WM_PAINT handler returns and is validated then in any case.
 HDC BeginPaint(HWND window, PAINTSTRUCT* paint);
 BOOL EndPaint(HWND window, const PAINTSTRUCT* paint);
 BOOL InvalidateRect(HWND window, const RECT* rect, BOOL erase);
 BOOL ValidateRect(HWND window, const RECT* rect);
+// Paints the window and what is in it, as far as it waits to be painted, and shows it at once.
 BOOL UpdateWindow(HWND window);
 HDC GetDC(HWND window);
 int ReleaseDC(HWND window, HDC dc);

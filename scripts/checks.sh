@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the check scripts: every check prints one line, "ok - NAME", "not ok - NAME" or "skip - NAME: REASON", which
 # ./test counts.
 

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by ./run, ./test and the check scripts. Expects `root`, the checkout's folder.
 
 die() {

@@ -21,7 +21,7 @@ constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 constexpr std::size_t kMostBytes = 1024 * 1024;
 constexpr int kMostLevels = 32;
 
-// How many files are put aside before the oldest of them is given up.
+// How many files are kept aside; the last of them is replaced when there are more.
 constexpr int kMostPutAside = 9;
 
 struct FileCloser {
@@ -48,6 +48,23 @@ const char* Unacceptable(const std::string& text) {
     return nullptr;
 }
 
+// As plain bytes: taken for UTF-8, a two-byte code could swallow the quote behind it.
+void ParseBytes(TiXmlDocument& document, const char* text) {
+    document.Parse(text, nullptr, TIXML_ENCODING_LEGACY);
+}
+
+// The parser takes any text for the values of a declaration, and prints it as it is.
+bool HasSoundDeclarations(const TiXmlDocument& document) {
+    for (const TiXmlNode* node = document.FirstChild(); node; node = node->NextSibling()) {
+        const TiXmlDeclaration* declaration = node->ToDeclaration();
+        if (!declaration) continue;
+        const std::string values =
+            std::string(declaration->Version()) + declaration->Encoding() + declaration->Standalone();
+        if (values.find_first_of("\"'<>&?") != std::string::npos) return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 SettingsFile::SettingsFile(std::string path) : m_path(std::move(path)), m_document(std::make_unique<TiXmlDocument>()) {}
@@ -68,7 +85,7 @@ void SettingsFile::ReportLoadError() {
 bool SettingsFile::StartNew() {
     if (m_state == State::Unreadable || (m_state == State::Unparsable && !PutAside())) return false;
     m_document = std::make_unique<TiXmlDocument>();
-    m_document->Parse(kDeclaration, nullptr, TIXML_ENCODING_LEGACY);
+    ParseBytes(*m_document, kDeclaration);
     m_state = State::Loaded;
     return true;
 }
@@ -103,10 +120,13 @@ SettingsFile::State SettingsFile::LoadDocument() {
         m_load_error = reason;
         return State::Unparsable;
     }
-    // As plain bytes: taken for UTF-8, a two-byte code could swallow the quote behind it.
-    m_document->Parse(WithExpandedReferences(text).c_str(), nullptr, TIXML_ENCODING_LEGACY);
+    ParseBytes(*m_document, WithExpandedReferences(text).c_str());
     if (m_document->Error()) {
         m_load_error = m_document->ErrorDesc();
+        return State::Unparsable;
+    }
+    if (!HasSoundDeclarations(*m_document)) {
+        m_load_error = "Error parsing Declaration.";
         return State::Unparsable;
     }
     return State::Loaded;

@@ -1,5 +1,4 @@
-// Any text as the configuration file: it is loaded or refused, and what was loaded can be changed, saved and loaded
-// again.
+// Any text as the configuration file: it is loaded or refused, and what was changed and saved can be loaded again.
 #include <tinyxml.h>
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by checks that drive a running board. Expects scripts/checks.sh and `program`; sets `url`, `port`, `media`, `board`.
 media=$scratch/media
 board=

@@ -49,14 +49,6 @@ TEST_F(MessageTest, PostedThenKeysThenPaintThenTimers) {
     EXPECT_THAT(TakeLog(), ElementsAre("w:user", "w:keydown", "w:paint", "w:timer"));
 }
 
-TEST_F(MessageTest, SentMessagesAreCallsAndReturnTheAnswer) {
-    g_handlers[window] = [](HWND, UINT message, WPARAM a, LPARAM b) -> LRESULT {
-        return message == WM_USER ? static_cast<LRESULT>(a) + b : 0;
-    };
-    EXPECT_EQ(SendMessage(window, WM_USER, 40, 2), 42);
-    EXPECT_EQ(SendMessage(nullptr, WM_USER, 1, 1), 0);
-}
-
 TEST_F(MessageTest, PostingFromOtherThreadsEndsTheWait) {
     constexpr int kEach = 200;
     int received = 0;

@@ -178,23 +178,5 @@ TEST_F(WindowTest, OwnedWindowsGoWithTheirOwner) {
     EXPECT_FALSE(IsWindow(owned));
 }
 
-TEST_F(WindowTest, TextIsCopiedAsFarAsTheBufferGoes) {
-    HWND window = CreateProbe("2024", nullptr, {0, 0, 9, 9}, WS_POPUP);
-    char buffer[4] = "xxx";
-    EXPECT_EQ(GetWindowText(window, buffer, sizeof buffer), 3);
-    EXPECT_STREQ(buffer, "202");
-    EXPECT_EQ(GetWindowTextLength(window), 4);
-    SetWindowText(window, nullptr);
-    EXPECT_EQ(GetWindowTextLength(window), 0);
-    EXPECT_EQ(GetWindowText(nullptr, buffer, sizeof buffer), 0);
-    EXPECT_STREQ(buffer, "");
-}
-
-TEST_F(WindowTest, MetricsTellTheScreenSize) {
-    EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 320);
-    EXPECT_EQ(GetSystemMetrics(SM_CYSCREEN), 240);
-    EXPECT_EQ(GetSystemMetrics(99), 0);
-}
-
 }  // namespace
 }  // namespace mwin_test

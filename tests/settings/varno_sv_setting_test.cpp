@@ -232,9 +232,15 @@ TEST_F(Settings, UnparsableFileIsPutAside) {
                                   "<Varno><Item name=\"Settings\">",
                                   "<Varno></Item></Varno>",
                                   "<Varno a=\"1\" a=\"2\"/>",
+                                  "<?xml version='1\"0'?><Varno/>",
                                   deep,
                                   good + std::string(1024 * 1024, ' '),
                                   good + std::string(1, '\0') + "x"};
+    for (const char* empty : {"", " \n"}) {
+        Start(empty);
+        EXPECT_EQ(Count(File(), "<StringTable "), 40);
+        EXPECT_FALSE(kernel.Exists(std::string(kFile) + ".bad")) << "nothing to lose";
+    }
     int number = 1;
     for (const std::string& text : broken) {
         Start(text);
@@ -244,11 +250,6 @@ TEST_F(Settings, UnparsableFileIsPutAside) {
         ++number;
     }
     EXPECT_EQ(kernel.Get(std::string(kFile) + ".bad"), broken[0]);
-    for (const char* empty : {"", " \n"}) {
-        Start(empty);
-        EXPECT_EQ(Count(File(), "<StringTable "), 40);
-        EXPECT_FALSE(kernel.Exists(std::string(kFile) + ".bad" + std::to_string(number))) << "nothing to lose";
-    }
 }
 
 TEST_F(Settings, FailedSaveKeepsTheOldFile) {

@@ -12,6 +12,8 @@
 #include <memory>
 #include <string>
 
+#include "mwin/font.h"
+#include "mwin/surface.h"
 #include "mwin/windows.h"
 #include "tests/mwin/fake_machine.h"
 #include "tests/support/fake_kernel.h"
@@ -26,6 +28,10 @@ class UiTest : public mwin_test::WindowSystemTest {
     UiTest() {
         setenv("TZ", "UTC", 1);
         tzset();
+        mwin::SetFontSubstitute([](const std::string& name, bool /*cjk*/) -> std::string {
+            const std::string folder = "/usr/share/fonts/truetype/liberation/LiberationSans-";
+            return folder + (name == "Arialb.ttf" ? "Bold.ttf" : "Regular.ttf");
+        });
         MwInitializeDialogs(Instance());
         MwSetTextCoding(1);
         WNDCLASS screen_class{};
@@ -66,12 +72,10 @@ class UiTest : public mwin_test::WindowSystemTest {
         }
         FlushNow();
     }
-    // Shows what was drawn, as the program does when it waits.
+    // Draws what waits to be drawn and shows it, as the program does before it waits.
     void FlushNow() {
-        clock.WhenIdle([] { PostMessage(nullptr, WM_NULL, 0, 0); });
-        MSG message{};
-        GetMessage(&message, nullptr, 0, 0);
         RunUntilIdle();
+        mwin::FlushScreen();
     }
 
     // The card (and the internal storage) is mounted with that much room; negative: not mounted.

@@ -16,12 +16,10 @@ namespace support {
 
 class ScriptedVideo final : public FakeKernel {
   public:
-    static constexpr unsigned kMost = 64;
-
     explicit ScriptedVideo(const std::string& name = "Some Camera\n", int id = 3) {
         Put("/sys/class/video4linux/video" + std::to_string(id) + "/name", name);
         Put("/dev/video" + std::to_string(id), "");
-        std::filesystem::resize_file(Path("/dev/video" + std::to_string(id)), std::uintmax_t{4096} * 64 * kMost);
+        std::filesystem::resize_file(Path("/dev/video" + std::to_string(id)), kBufferStride * (VIDEO_MAX_FRAME + 4));
         on_ioctl = [this](const std::string&, unsigned long request, void* argument) {
             return Answer(request, argument);
         };
@@ -58,6 +56,8 @@ class ScriptedVideo final : public FakeKernel {
     int WaitWritable(int /*fd*/, std::chrono::milliseconds /*timeout*/) override { return writable; }
 
   private:
+    static constexpr std::uint32_t kBufferStride = 65536;
+
     struct Script {
         int nth;
         int times;
@@ -89,7 +89,7 @@ class ScriptedVideo final : public FakeKernel {
             case VIDIOC_DQBUF: {
                 auto& buffer = *static_cast<v4l2_buffer*>(argument);
                 buffer.length = buffer_length;
-                buffer.m.offset = buffer.index * 65536;
+                buffer.m.offset = buffer.index * kBufferStride;
                 return 0;
             }
             case VIDIOC_ENUMOUTPUT:

@@ -17,7 +17,9 @@ constexpr std::size_t kDefaultLimit = 255;
 // One field's window data; lives from WM_CREATE to WM_DESTROY. Numbers are ASCII, so a character is a byte.
 class NewEdit {
   public:
-    NewEdit(HWND hwnd, const char* text) : hwnd_(hwnd), text_(text == nullptr ? "" : text) { caret_ = text_.size(); }
+    NewEdit(HWND hwnd, const char* text) : hwnd_(hwnd), text_(text == nullptr ? "" : text) {
+        anchor_ = caret_ = text_.size();
+    }
 
     LRESULT Handle(UINT msg, WPARAM wparam, LPARAM lparam);
 

@@ -1,0 +1,7 @@
+// Does nothing until it is ended: the yardstick for resident memory.
+#include <unistd.h>
+
+int main() {
+    pause();
+    return 0;
+}

@@ -1,0 +1,251 @@
+#include "video/v4l2_mxs_pxp_ctrl.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <random>
+#include <vector>
+
+#include "mwin/windows.h"
+#include "tests/video/on_board.h"
+#include "tests/video/scripted_video.h"
+#include "video/frames/pixel_conversion.h"
+#include "video/v4l2_uvc_ctrl.h"
+
+namespace {
+
+std::atomic<long> g_allocations{0};
+
+using Bytes = std::vector<char>;
+constexpr unsigned kFrame = 153600;
+
+CV4L2_MXSPXPCTRL& Pxp() {
+    return CV4L2_MXSPXPCTRL::GetInstance();
+}
+
+Bytes RandomFrame() {
+    std::mt19937 random(7);
+    Bytes frame(kFrame);
+    std::generate(frame.begin(), frame.end(), [&] { return static_cast<char>(random()); });
+    return frame;
+}
+
+class Overlay : public OnBoard {
+  protected:
+    Overlay() {
+        m_screen.xvirtres = 300;  // narrower than 320: the overlay follows it
+        m_screen.yvirtres = 200;
+        scrdev = &m_screen;
+    }
+    ~Overlay() override {
+        Run([] { Pxp().Close(); });
+        EXPECT_EQ(board.Kernel().OpenCount(), 0);
+        scrdev = nullptr;
+    }
+    bool Start() {
+        bool started = false;
+        Run([&] { started = Pxp().Start(320, 240); });
+        return started;
+    }
+    board::PixelPipelineState State() { return board.Get(&board::Block::pxp); }
+
+    MwScreenDevice m_screen{};
+};
+
+}  // namespace
+
+// Counts every allocation of this program.
+void* operator new(std::size_t size) {
+    ++g_allocations;
+    if (void* memory = std::malloc(size)) return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+TEST_F(Overlay, StartsOverTheWholeScreenWithTheInterfaceAlone) {
+    const std::string printed = Printed([this] { EXPECT_TRUE(Start()); });
+    for (const char* line :
+         {"Overlay w=300, h=200\n", "Crop w=300, h=200\n", "Setout id: 1\n", "PXP overlay 0: flag="}) {
+        EXPECT_EQ(Count(printed, line), 2) << line << printed;  // configured, closed, configured again
+    }
+    EXPECT_EQ(Count(printed, "MXS PXP is opened.\n"), 1);
+    EXPECT_TRUE(Pxp().IsStreaming());
+    EXPECT_EQ(Pxp().GetDispWidth(), 320U);
+    EXPECT_EQ(Pxp().GetDispHeight(), 240U);
+    const board::PixelPipelineState state = State();
+    EXPECT_TRUE(state.streaming && state.overlay && state.chroma_key_enabled);
+    EXPECT_EQ(state.crop.width, 300);
+    EXPECT_EQ(state.crop.height, 200);
+    EXPECT_EQ(state.chroma_key, 0x010101U);
+    EXPECT_EQ(Pxp().GetPxPDispID(), 1);
+    Pxp().ChangeToPXP(true);
+    EXPECT_EQ(Pxp().GetPxPDispID(), 0);
+    board.Kernel().FailIoctl(VIDIOC_G_OUTPUT, 1, EIO);
+    EXPECT_EQ(Pxp().GetPxPDispID(), -1);
+    Pxp().ChangeToPXP(false);
+    EXPECT_EQ(State().output, 1U);
+}
+
+TEST_F(Overlay, ShowsTheZoomWindowOfAFrame) {
+    const Bytes frame = RandomFrame();
+    Pxp().EnqueuePXPBuf(frame.data(), kFrame);  // before the start
+    EXPECT_EQ(board.Get(&board::Block::video_sequence), 0U);
+    ASSERT_TRUE(Start());
+    std::uint32_t shown = board.Get(&board::Block::video_sequence);  // the empty buffer of the start
+    for (const auto& [width, height] : {std::pair{320, 240}, {160, 120}, {128, 96}, {320, 240}}) {
+        Pxp().ZoomStep(static_cast<unsigned short>(width), static_cast<unsigned short>(height));
+        Pxp().EnqueuePXPBuf(frame.data(), kFrame);
+        std::vector<unsigned char> expected(static_cast<std::size_t>(width) * height * 2);
+        YUYVtoYUV422PZoomoutCen(reinterpret_cast<const unsigned char*>(frame.data()), expected.data(), 320, 240, width,
+                                static_cast<unsigned>(height));
+        EXPECT_EQ(board.Get(&board::Block::video_sequence), ++shown);
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), board.Block().video)) << width;
+        EXPECT_EQ(State().source_width, static_cast<unsigned>(width));
+    }
+    Pxp().EnqueuePXPBuf(frame.data(), kFrame - 1);
+    Pxp().EnqueuePXPBuf(nullptr, kFrame);
+    EXPECT_EQ(board.Get(&board::Block::video_sequence), shown);
+    // A failed dequeue costs this frame only.
+    board.Kernel().FailIoctl(VIDIOC_DQBUF, 1, EIO);
+    Pxp().EnqueuePXPBuf(frame.data(), kFrame);
+    EXPECT_EQ(board.Get(&board::Block::video_sequence), shown);
+    Pxp().EnqueuePXPBuf(frame.data(), kFrame);
+    EXPECT_EQ(board.Get(&board::Block::video_sequence), shown + 1);
+}
+
+TEST_F(Overlay, ScalesWithinItsLimits) {
+    ASSERT_TRUE(Start());
+    for (const auto& [width, height, printed] : {std::tuple{8U, 4U, "Zoom to 16x12\n"},
+                                                 {1000U, 1000U, "Zoom to 320x240\n"},
+                                                 {160U, 120U, "Zoom to 160x120\n"}}) {
+        const std::string text = Printed([w = width, h = height] { Pxp().SetScaleTo(w, h); });
+        EXPECT_EQ(text.rfind(printed, 0), 0U) << text;
+    }
+    EXPECT_EQ(State().source_width, 160U);
+    EXPECT_THAT(Printed([] { Pxp().SetZoomDefault(); }), testing::HasSubstr("width:320, height:239\n"));
+    EXPECT_EQ(State().source_width, 320U);
+    Pxp().ZoomStep(160, 120);
+    const int before = board.Kernel().IoctlCount(VIDIOC_S_FMT);
+    Pxp().ZoomStep(160, 120);
+    EXPECT_EQ(board.Kernel().IoctlCount(VIDIOC_S_FMT), before);
+    EXPECT_EQ(Pxp().GetDispWidth(), 160U);
+}
+
+TEST_F(Overlay, TurnsInFourSteps) {
+    EXPECT_FALSE(Pxp().RotateCW());
+    ASSERT_TRUE(Start());
+    struct Step {
+        PXPRotateType type;
+        unsigned degrees;
+        bool hflip, vflip;
+    };
+    const Step steps[] = {{PXP_ROTATE_HFlip, 0, true, false},
+                          {PXP_ROTATE_180, 180, false, false},
+                          {PXP_ROTATE_VFlip, 0, false, true},
+                          {PXP_ROTATE_Orig, 0, false, false}};
+    for (const Step& step : steps) {
+        EXPECT_TRUE(Pxp().RotateCW());
+        EXPECT_EQ(Pxp().GetRotate(), step.type);
+        const board::PixelPipelineState state = State();
+        EXPECT_EQ(state.rotation, step.degrees);
+        EXPECT_EQ(state.hflip, step.hflip);
+        EXPECT_EQ(state.vflip, step.vflip);
+    }
+    for (int step = 0; step < 4; ++step) {  // a refused control counts as turned all the same
+        board.Kernel().FailIoctl(VIDIOC_S_CTRL, 1 + step % 3, EIO);
+        EXPECT_FALSE(Pxp().RotateCW());
+    }
+    EXPECT_EQ(Pxp().GetRotate(), PXP_ROTATE_Orig);
+    Pxp().Rotate90();
+    EXPECT_EQ(State().rotation, 90U);
+}
+
+TEST_F(Overlay, SurvivesEveryFault) {
+    const Bytes frame = RandomFrame();
+    for (const unsigned long request :
+         {VIDIOC_QUERYCAP, VIDIOC_G_FMT, VIDIOC_S_FMT, VIDIOC_G_FBUF, VIDIOC_S_FBUF, VIDIOC_G_CROP, VIDIOC_S_CROP,
+          VIDIOC_S_OUTPUT, VIDIOC_ENUMOUTPUT, VIDIOC_REQBUFS, VIDIOC_QUERYBUF, VIDIOC_QBUF, VIDIOC_STREAMON,
+          VIDIOC_S_CTRL, VIDIOC_DQBUF}) {
+        for (int nth = 1; nth <= 3; ++nth) {
+            SCOPED_TRACE(testing::Message() << request << " call " << nth);
+            board.Kernel().FailIoctl(request, nth, EIO);
+            const bool started = Start();
+            EXPECT_EQ(started, Pxp().IsStreaming());
+            EXPECT_EQ(started, Pxp().IsOpened());
+            Run([&] {
+                for (int i = 0; i < 3; ++i)
+                    Pxp().EnqueuePXPBuf(frame.data(), kFrame);
+                Pxp().Close();
+            });
+            EXPECT_EQ(board.Kernel().OpenCount(), 0);
+        }
+    }
+    EXPECT_TRUE(Start());
+}
+
+TEST(OverlayDevice, NeitherWaitsForeverNorWritesBeyondItsBuffer) {
+    support::ScriptedVideo device("PxP", 1);
+    const Bytes frame = RandomFrame();
+    device.buffer_length = 64 * 1024;
+    device.granted = 1;
+    ASSERT_TRUE(Pxp().Start(320, 240));
+    const auto dequeued = [&] {
+        const auto calls = device.Ioctls();
+        return std::count_if(calls.begin(), calls.end(), [](const auto& call) { return call.request == VIDIOC_DQBUF; });
+    };
+    for (const int writable : {0, -1}) {
+        device.writable = writable;
+        Pxp().EnqueuePXPBuf(frame.data(), kFrame);
+        EXPECT_EQ(dequeued(), 0);
+    }
+    device.writable = 1;
+    const auto first_bytes = [&] { return device.Get("/dev/video1").substr(0, 64); };
+    Pxp().EnqueuePXPBuf(frame.data(), kFrame);
+    EXPECT_EQ(dequeued(), 1);
+    EXPECT_EQ(first_bytes(), std::string(64, '\0'));
+    Pxp().ZoomStep(128, 96);  // this one fits
+    Pxp().EnqueuePXPBuf(frame.data(), kFrame);
+    EXPECT_NE(first_bytes(), std::string(64, '\0'));
+    Pxp().Close();
+    EXPECT_EQ(device.mappings, 0);
+}
+
+// From the driver's buffer through the queue into the overlay's buffer.
+TEST(FramePath, AllocatesNothing) {
+    support::ScriptedVideo device("PxP Camera", 0);
+    device.buffer_length = kFrame;
+    const std::unique_ptr<CV4L2_UVCCtrl> camera(CV4L2_UVCCtrl::CreateNew(320, 240, 30, V4L2_PIX_FMT_YUYV));
+    ASSERT_TRUE(Pxp().Start(320, 240));
+    ASSERT_TRUE(camera->Start());
+    const auto show = [&](int frames) {
+        while (frames > 0) {
+            CDoubleBufferData* slot = camera->PopFrameData();
+            if (!slot) {
+                std::this_thread::yield();
+                continue;
+            }
+            int length = 0;
+            const char* data = slot->GetData(length);
+            Pxp().EnqueuePXPBuf(data, static_cast<unsigned>(length));
+            camera->ReleaseFrameData(slot);
+            --frames;
+        }
+    };
+    show(3);
+    device.quiet = true;
+    show(3);
+    const long before = g_allocations;
+    show(100);
+    EXPECT_EQ(g_allocations - before, 0);
+    device.quiet = false;
+    camera->Stop();
+    Pxp().Close();
+}

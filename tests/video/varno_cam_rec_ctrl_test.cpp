@@ -1,0 +1,280 @@
+#include "video/varno_cam_rec_ctrl.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "app/globals.h"
+#include "board/scene_source.h"
+#include "media/avilib.h"
+#include "tests/video/on_board.h"
+#include "video/frames/pixel_conversion.h"
+#include "video/still_frame.h"
+#include "video/v4l2_mxs_pxp_ctrl.h"
+
+namespace {
+
+using board::Block;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr char kCard[] = "/media/sd-mmcblk0p1";
+
+class CamRecCtrlTest : public OnBoard {
+  protected:
+    CamRecCtrlTest() {
+        initLut();
+        testing::internal::CaptureStdout();
+        m_controller.reset(CVarnoCamRecCtrl::CreateNew());
+    }
+    ~CamRecCtrlTest() override {
+        Run([this] { m_controller.reset(); });
+        videoflag = 1;
+        freeLut();
+        const std::string printed = testing::internal::GetCapturedStdout();
+        if (HasFailure()) std::printf("%s", printed.c_str());
+    }
+
+    void StartLiveView() {
+        Run([this] { EXPECT_TRUE(m_controller->Start()); });
+        EXPECT_TRUE(Until([this] { return Pxp().streaming && Pxp().output == 0 && Shown() > 0; }));
+    }
+    void TakeStill() {
+        EXPECT_TRUE(m_controller->SaveToImage());
+        EXPECT_TRUE(Until([this] { return !m_controller->GetSavingImageStatus(); }));
+    }
+    board::PixelPipelineState Pxp() { return board.Get(&Block::pxp); }
+    std::uint32_t Shown() { return board.Get(&Block::video_sequence); }
+    // What was printed since the last look.
+    std::string Printed() {
+        std::string printed = testing::internal::GetCapturedStdout();
+        testing::internal::CaptureStdout();
+        return printed;
+    }
+
+    std::unique_ptr<CVarnoCamRecCtrl> m_controller;
+};
+
+// Width and height out of a JPEG file's frame header, "" when there is none.
+std::string JpegSize(const std::string& bytes) {
+    const std::size_t at = bytes.find("\xFF\xC0");
+    if (at == std::string::npos || bytes.substr(0, 2) != "\xFF\xD8" || bytes.substr(bytes.size() - 2) != "\xFF\xD9") return "";
+    const auto number = [&](std::size_t i) {
+        return static_cast<unsigned char>(bytes[i]) * 256 + static_cast<unsigned char>(bytes[i + 1]);
+    };
+    return std::to_string(number(at + 7)) + "x" + std::to_string(number(at + 5));
+}
+
+TEST_F(CamRecCtrlTest, ShowsZoomsAndTurns) {
+    EXPECT_EQ(m_controller->GetUVCStatus(), UVC_STATUS_DISCONNECTED);
+    videoflag = 0;
+    Run([this] { EXPECT_TRUE(m_controller->Start()); });
+    EXPECT_TRUE(Until([this] { return Pxp().streaming && Shown() > 0; }));
+    board.Clock().Advance(milliseconds(500));
+    EXPECT_EQ(Pxp().output, 1U);  // a menu is open
+    videoflag = 1;
+    EXPECT_TRUE(Until([this] { return Pxp().output == 0; }));
+
+    for (const auto& [level, width, height] : {std::tuple<int, unsigned, unsigned>{1, 288, 216}, {6, 128, 96}, {9, 128, 96}, {0, 320, 240}}) {
+        m_controller->ZoomPXP(static_cast<unsigned char>(level));
+        EXPECT_TRUE(m_controller->GetZoomStatus());
+        EXPECT_TRUE(Until([this] { return !m_controller->GetZoomStatus(); }));
+        EXPECT_EQ(CV4L2_MXSPXPCTRL::GetInstance().GetDispWidth(), width);
+        EXPECT_EQ(Pxp().source_height, height);
+    }
+    EXPECT_TRUE(m_controller->RotateCW());
+    EXPECT_TRUE(Until([this] { return Pxp().hflip; }));
+
+    // Not shown, as while a still is taken.
+    m_controller->SetPictureStatus(false);
+    board.Clock().Advance(milliseconds(100));
+    const std::uint32_t shown = Shown();
+    board.Clock().Advance(milliseconds(500));
+    EXPECT_EQ(Shown(), shown);
+    board.PlugCamera(false);
+    EXPECT_TRUE(Until([this] { return m_controller->GetUVCStatus() == UVC_STATUS_DISCONNECTED; }));
+    board.Clock().Advance(milliseconds(200));
+    EXPECT_EQ(Pxp().output, 0U);
+    m_controller->SetPictureStatus(true);
+    EXPECT_TRUE(Until([this] { return Pxp().output == 1; }));
+    EXPECT_EQ(Count(Printed(), "####m_isFinishedPicture =1 m_isPXPClosed=0\n"), 1);
+    board.PlugCamera(true);
+    EXPECT_TRUE(Until([this] { return Pxp().output == 0; }));
+
+    Run([this] { m_controller->Stop(); });
+    EXPECT_EQ(Pxp().output, 1U);
+    EXPECT_EQ(m_controller->GetUVCStatus(), UVC_STATUS_DISCONNECTED);
+    StartLiveView();
+    EXPECT_EQ(board.Get(&Block::violations), 0U);
+}
+
+TEST_F(CamRecCtrlTest, LampFollowsItsTable) {
+    for (const auto& [percent, value] : {std::pair<int, int>{-5, 18}, {0, 18}, {9, 18}, {10, 53}, {45, 66}, {99, 89}, {100, 104}, {1000, 104}}) {
+        EXPECT_TRUE(m_controller->ChangeBright(percent));
+        EXPECT_EQ(board.Get(&Block::lamp), value) << percent;
+    }
+}
+
+TEST_F(CamRecCtrlTest, OverlayThatIsMissingIsTriedOnceASecondAndStopsNothing) {
+    for (int i = 1; i <= 40; ++i) board.Kernel().FailIoctl(VIDIOC_S_OUTPUT, i, EIO);
+    std::filesystem::remove_all(board.Kernel().Path("/sys/class/video4linux/video16"));
+    const std::string class_directory = board.Kernel().Path("/sys/class/video4linux");
+    for (const auto& entry : std::filesystem::directory_iterator(class_directory)) {
+        const std::string name = "/sys/class/video4linux/" + entry.path().filename().string() + "/name";
+        if (board.Read(name).find("PxP") != std::string::npos) board.Write(name, "gone\n");
+    }
+    Run([this] { EXPECT_TRUE(m_controller->Start()); });
+    EXPECT_TRUE(Until([this] { return m_controller->GetUVCStatus() == UVC_STATUS_STREAMING; }));
+    EXPECT_TRUE(m_controller->StartRecordAVI());
+    Printed();
+    const int before = board.Kernel().IoctlCount(VIDIOC_DQBUF);
+    board.Clock().Advance(seconds(5));
+    EXPECT_GT(board.Kernel().IoctlCount(VIDIOC_DQBUF) - before, 100);
+    EXPECT_TRUE(m_controller->IsAVIRecording());
+    Run([this] { m_controller->StopRecordAVI(); });
+    EXPECT_FALSE(m_controller->IsAVIRecording());
+    EXPECT_FALSE(Pxp().streaming);
+}
+
+TEST_F(CamRecCtrlTest, StillsGoWhereTheMediumIs) {
+    StartLiveView();
+    Run([this] { m_controller->ChangeUVCResolution(false, 640, 480); });
+    TakeStill();
+    std::vector<std::string> files = board.Files(board::Medium::Card, "DCIM");
+    ASSERT_EQ(files.size(), 1U);
+    EXPECT_EQ(files[0].size(), 12U);
+    EXPECT_EQ(files[0].substr(0, 3), "664");  // May 2024
+    EXPECT_EQ(JpegSize(board.Read(std::string(kCard) + "/DCIM/" + files[0])), "640x480");
+    EXPECT_NE(Printed().find("Saving to jpeg file /media/sd-mmcblk0p1/DCIM/" + files[0] + "\n"), std::string::npos);
+    EXPECT_EQ(Count(board.Commands().back(), "/bin/mkdir -p /media/sd-mmcblk0p1/DCIM"), 1);
+
+    // A request made while no camera is there waits for it.
+    board.PlugCamera(false);
+    board.InsertCard(false);
+    EXPECT_TRUE(Until([this] { return m_controller->GetUVCStatus() == UVC_STATUS_DISCONNECTED; }));
+    m_controller->SaveToImage();
+    board.Clock().Advance(seconds(3));
+    EXPECT_TRUE(m_controller->GetSavingImageStatus());
+    board.PlugCamera(true);
+    EXPECT_TRUE(Until([this] { return !m_controller->GetSavingImageStatus(); }));
+    ASSERT_EQ(board.Files(board::Medium::Nand).size(), 1U);  // no folder of its own there
+
+    board.Set(&Block::nand, board::MediumState{true, false, false, 0, 1000});
+    TakeStill();
+    EXPECT_FALSE(m_controller->StartRecordAVI());
+}
+
+TEST_F(CamRecCtrlTest, StillIsWholeWhateverTheCameraSends) {
+    for (const auto& [faults, width] : {std::pair<std::uint32_t, int>{0, 320}, {board::kSizeRefused, 640}, {board::kShortFrame, 640}}) {
+        SCOPED_TRACE(faults);
+        board.SetCameraFaults(faults);
+        Run([this, size = width] {
+            m_controller->Start();
+            m_controller->ChangeUVCResolution(false, size, size * 3 / 4);
+        });
+        const std::size_t before = board.Files(board::Medium::Card, "DCIM").size();
+        TakeStill();
+        const std::vector<std::string> files = board.Files(board::Medium::Card, "DCIM");
+        ASSERT_EQ(files.size(), before + 1);
+        EXPECT_EQ(JpegSize(board.Read(std::string(kCard) + "/DCIM/" + files.back())), "640x480");
+        board.Clock().Advance(seconds(2));
+    }
+}
+
+TEST_F(CamRecCtrlTest, StillThatFailsLeavesNothingBehind) {
+    StartLiveView();
+    TakeStill();
+    const std::vector<std::string> before = board.Files(board::Medium::Card, "DCIM");
+    board.Clock().Advance(seconds(2));
+    Printed();
+    board.Kernel().FailWrite(1, ENOSPC);
+    TakeStill();
+    EXPECT_EQ(board.Files(board::Medium::Card, "DCIM"), before);
+    EXPECT_EQ(Count(Printed(), "No space left on device"), 1);
+    auto card = board.Get(&Block::card);
+    card.read_only = true;
+    board.Set(&Block::card, card);
+    TakeStill();
+    EXPECT_EQ(board.Files(board::Medium::Card, "DCIM"), before);
+    EXPECT_EQ(Count(Printed(), "Error: create file(Read-only file system):/media/sd-mmcblk0p1/DCIM/"), 1);
+}
+
+TEST_F(CamRecCtrlTest, RecordsEveryFrameOnce) {
+    EXPECT_FALSE(m_controller->StartRecordAVI());
+    EXPECT_EQ(board.Commands().back(), "/bin/mkdir -p /media/sd-mmcblk0p1/DCIM");
+    EXPECT_TRUE(board.Files(board::Medium::Card, "DCIM").empty());
+    StartLiveView();
+    EXPECT_TRUE(m_controller->StartRecordAVI());
+    EXPECT_TRUE(m_controller->IsAVIRecording());
+    board.Clock().Advance(seconds(4));
+    Run([this] { m_controller->StopRecordAVI(); });
+    const std::vector<std::string> files = board.Files(board::Medium::Card, "DCIM");
+    ASSERT_EQ(files.size(), 1U);
+    EXPECT_EQ(files[0].substr(0, 8), "20240517");
+    EXPECT_EQ(files[0].substr(14), ".avi");
+
+    avi_t* avi = AVI_open_input_file((std::string(kCard) + "/DCIM/" + files[0]).c_str(), 1);
+    ASSERT_TRUE(avi);
+    EXPECT_GT(AVI_video_frames(avi), 60);
+    EXPECT_GE(AVI_frame_rate(avi), 15);
+    std::vector<char> frame(static_cast<std::size_t>(AVI_max_video_chunk(avi)));
+    ASSERT_EQ(frame.size(), 153600U);
+    int last = -1;
+    int keyframe = 0;
+    for (int i = 0; i < AVI_video_frames(avi); ++i) {
+        ASSERT_EQ(AVI_read_frame(avi, frame.data(), &keyframe), 153600);
+        const auto number = board::ReadFrameNumber(reinterpret_cast<std::uint8_t*>(frame.data()), 320, 240, 2, 640);
+        ASSERT_TRUE(number);
+        EXPECT_GT(static_cast<int>(*number), last);
+        last = *number;
+    }
+    AVI_close(avi);
+
+    // A pulled card ends the recording; the controller lives on.
+    board.Clock().Advance(seconds(2));
+    EXPECT_TRUE(m_controller->StartRecordAVI());
+    board.Clock().Advance(seconds(1));
+    board.InsertCard(false);
+    EXPECT_TRUE(Until([this] { return !m_controller->IsAVIRecording(); }));
+    Run([this] { m_controller->StopRecordAVI(); });
+    EXPECT_EQ(m_controller->GetUVCStatus(), UVC_STATUS_STREAMING);
+}
+
+TEST(StillFrameTest, ScalesAndCompletes) {
+    // Each pair carries its line in Y0 and its column in U.
+    const auto make = [](unsigned width, unsigned height) {
+        std::vector<unsigned char> frame;
+        for (unsigned y = 0; y < height; ++y) {
+            for (unsigned x = 0; x < width / 2; ++x) {
+                frame.insert(frame.end(), {static_cast<unsigned char>(y), static_cast<unsigned char>(x), 7, 9});
+            }
+        }
+        return frame;
+    };
+    const struct {
+        unsigned width, height;
+        std::size_t missing;  // bytes at the end
+        int middleLine, middleColumn;
+        bool lastIsBlack;
+    } cases[] = {{640, 480, 0, 240, 160, false}, {640, 480, 1, 240, 160, true}, {320, 240, 0, 120, 80, false},
+                 {320, 240, 4, 120, 80, true},   {160, 120, 0, 60, 40, false},  {800, 600, 0, 300 % 256, 200, false},
+                 {2, 1, 0, 0, 0, false}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(std::to_string(test.width) + "x" + std::to_string(test.height) + " less " + std::to_string(test.missing));
+        std::vector<unsigned char> frame = make(test.width, test.height);
+        frame.resize(frame.size() - test.missing);
+        frame.shrink_to_fit();
+        const auto still = MakeStillFrame(frame.data(), frame.size(), test.width, test.height);
+        ASSERT_TRUE(still);
+        const unsigned char* middle = still.get() + 240 * 1280 + 160 * 4;
+        EXPECT_EQ(middle[0], test.middleLine);
+        EXPECT_EQ(middle[1], test.middleColumn);
+        const unsigned char* last = still.get() + kStillBytes - 4;
+        const std::vector<unsigned char> black{16, 128, 16, 128};
+        EXPECT_EQ(std::vector<unsigned char>(last, last + 4) == black, test.lastIsBlack);
+    }
+    EXPECT_FALSE(MakeStillFrame(nullptr, 0, 0, 480));
+    EXPECT_FALSE(MakeStillFrame(nullptr, 0, 640, 0));
+}
+
+}  // namespace
