@@ -66,7 +66,8 @@ bool avi_permitted(const avi_t* avi, int mode) {
     return false;
 }
 
-int avi_add_index_entry(avi_t* avi, const unsigned char* tag, std::uint32_t flags, std::uint32_t pos, std::uint32_t len) {
+int avi_add_index_entry(avi_t* avi, const unsigned char* tag, std::uint32_t flags, std::uint32_t pos,
+                        std::uint32_t len) {
     if (avi->n_idx >= avi->max_idx) {
         const auto wanted = (static_cast<std::size_t>(avi->max_idx) + AVI_INDEX_GROWTH) * sizeof(avi_index_record);
         void* grown = std::realloc(avi->idx.get(), wanted);

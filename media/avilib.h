@@ -1,8 +1,9 @@
-// Writes and reads RIFF AVI 1.0 files (Microsoft/IBM "Multimedia Programming Interface and Data Specifications 1.0" and its
-// AVI 1.0 form; one "idx1" index, no OpenDML extension).
+// Writes and reads RIFF AVI 1.0 files (Microsoft/IBM "Multimedia Programming Interface and Data Specifications 1.0" and
+// its AVI 1.0 form; one "idx1" index, no OpenDML extension).
 //
-// A file that is being written carries a readable header from the start, so a recording cut at any byte keeps its frames.
-// A file that is read may be broken in any way: every count, length and offset in it is held against its real size.
+// A file that is being written carries a readable header from the start, so a recording cut at any byte keeps its
+// frames. A file that is read may be broken in any way: every count, length and offset in it is held against its real
+// size.
 //
 // Failures are told by -1 (or a null handle) and AVI_errno. AVI_errno and the text of AVI_strerror are process-wide, so
 // they tell about the last failure of any handle. A handle belongs to one thread at a time.
@@ -15,9 +16,9 @@
 #include <vector>
 
 enum : int {
-    AVI_MAX_TRACKS = 8,           // audio tracks a file can have
-    AVI_HEADER_BYTES = 2048,      // reserved at the start of a file that is written
-    AVI_INDEX_GROWTH = 4096,      // index records added at a time
+    AVI_MAX_TRACKS = 8,            // audio tracks a file can have
+    AVI_HEADER_BYTES = 2048,       // reserved at the start of a file that is written
+    AVI_INDEX_GROWTH = 4096,       // index records added at a time
     AVI_FRAME_RATE_SCALE = 333333  // dwScale of the video stream
 };
 
@@ -26,13 +27,13 @@ enum : int { AVI_MODE_WRITE = 0, AVI_MODE_READ = 1 };
 // Values of AVI_errno.
 enum : int {
     AVI_ERR_NONE = 0,
-    AVI_ERR_SIZELIM = 1,    // the file would grow beyond AVI_max_size()
-    AVI_ERR_OPEN = 2,       // 2 to 6: a system call failed, errno tells why
+    AVI_ERR_SIZELIM = 1,  // the file would grow beyond AVI_max_size()
+    AVI_ERR_OPEN = 2,     // 2 to 6: a system call failed, errno tells why
     AVI_ERR_READ = 3,
     AVI_ERR_WRITE = 4,
     AVI_ERR_WRITE_INDEX = 5,
     AVI_ERR_CLOSE = 6,
-    AVI_ERR_NOT_PERM = 7,   // writing to a handle opened for reading, or the other way round
+    AVI_ERR_NOT_PERM = 7,  // writing to a handle opened for reading, or the other way round
     AVI_ERR_NO_MEM = 8,
     AVI_ERR_NO_AVI = 9,
     AVI_ERR_NO_HDRL = 10,
@@ -58,7 +59,7 @@ static_assert(sizeof(avi_index_record) == 16, "idx1 records have no gaps");
 struct avi_video_entry {
     std::uint32_t key;  // the index flags
     std::uint32_t len;
-    std::int64_t pos;   // of the frame's data in the file
+    std::int64_t pos;  // of the frame's data in the file
 };
 
 // One audio chunk of a file that is read.
@@ -69,7 +70,7 @@ struct avi_audio_entry {
 };
 
 struct avi_track {
-    int a_fmt = 0;    // wave format tag, 1 = PCM
+    int a_fmt = 0;  // wave format tag, 1 = PCM
     int a_chans = 0;
     int a_rate = 0;   // samples per second
     int a_bits = 0;   // per sample
@@ -164,7 +165,8 @@ void AVI_print_error(const char* str);
 
 // Opens a file (a path on the device). Without getIndex only AVI_read_data can read it. Null on failure.
 avi_t* AVI_open_input_file(const char* filename, int getIndex);
-// The same on an open descriptor of a seekable file. The descriptor belongs to the library from here on, also on failure.
+// The same on an open descriptor of a seekable file. The descriptor belongs to the library from here on, also on
+// failure.
 avi_t* AVI_open_fd(int fd, int getIndex);
 
 int AVI_video_frames(const avi_t* avi);
@@ -198,8 +200,8 @@ int AVI_set_video_position(avi_t* avi, long frame);
 int AVI_get_video_position(const avi_t* avi);
 // Bytes of one frame, -1 when there is no such frame.
 long AVI_frame_size(avi_t* avi, long frame);
-// Reads the next frame into `buffer` (AVI_max_video_chunk bytes) and moves on. `keyframe` becomes 1 when the frame's index
-// flags are exactly 0x10, else 0. Bytes read, or -1.
+// Reads the next frame into `buffer` (AVI_max_video_chunk bytes) and moves on. `keyframe` becomes 1 when the frame's
+// index flags are exactly 0x10, else 0. Bytes read, or -1.
 long AVI_read_frame(avi_t* avi, char* buffer, int* keyframe);
 
 // Moves to a byte of the current audio track. 0 or -1.
@@ -210,6 +212,6 @@ long AVI_read_audio(avi_t* avi, char* buffer, long bytes);
 long AVI_read_audio_chunk(avi_t* avi, char* buffer);
 // Bytes of one audio chunk, -1 when there is no such chunk.
 long AVI_audio_size(avi_t* avi, long chunk);
-// Reads the next chunk of video or of the current audio track in file order. 1 video, 2 audio, 0 at the end, -1 on a read
-// error, -2 when the chunk is longer than its buffer (it is skipped). `bytes` is the chunk's length.
+// Reads the next chunk of video or of the current audio track in file order. 1 video, 2 audio, 0 at the end, -1 on a
+// read error, -2 when the chunk is longer than its buffer (it is skipped). `bytes` is the chunk's length.
 int AVI_read_data(avi_t* avi, char* video, long maxVideo, char* audio, long maxAudio, long* bytes);

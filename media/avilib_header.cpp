@@ -176,7 +176,8 @@ int WriteHeader(avi_t* avi, const HeaderValues& values) {
     out.Code("hdrl");
     PutMainHeader(out, avi, values);
     PutVideoStream(out, avi, values);
-    for (int i = 0; i < avi->anum; ++i) PutAudioStream(out, avi->track[static_cast<std::size_t>(i)]);
+    for (int i = 0; i < avi->anum; ++i)
+        PutAudioStream(out, avi->track[static_cast<std::size_t>(i)]);
     out.ListSizeAt(size_at);
     PutJunk(out);
     out.Code("LIST");

@@ -44,9 +44,11 @@ int avi_fail(int error);
 bool avi_permitted(const avi_t* avi, int mode);
 
 // Makes room for one more index record in steps of AVI_INDEX_GROWTH and fills it. 0, or -1 with error 8.
-int avi_add_index_entry(avi_t* avi, const unsigned char* tag, std::uint32_t flags, std::uint32_t pos, std::uint32_t len);
+int avi_add_index_entry(avi_t* avi, const unsigned char* tag, std::uint32_t flags, std::uint32_t pos,
+                        std::uint32_t len);
 
-// Writes the header area: as it stands while the recording runs, and as it stands in the finished file. 0, or -1 with error 6.
+// Writes the header area: as it stands while the recording runs, and as it stands in the finished file. 0, or -1 with
+// error 6.
 int avi_update_header(avi_t* avi);
 int avi_write_final_header(avi_t* avi, bool hasIndex, std::uint32_t endOfFrames);
 // Writes all parts at the descriptor's position, resuming partial writes; `parts` is used up.

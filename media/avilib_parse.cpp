@@ -1,4 +1,5 @@
-// Reading: the top-level chunks of a file, its streams, and the tables made from its index. Nothing in the file is believed.
+// Reading: the top-level chunks of a file, its streams, and the tables made from its index. Nothing in the file is
+// believed.
 #include <unistd.h>
 
 #include <algorithm>
@@ -227,7 +228,9 @@ avi_track* TrackOf(avi_t* avi, const avi_index_record& record) {
 // Makes the frame and audio tables; `base` plus a record's offset is where its data lies.
 int BuildTables(avi_t* avi, std::int64_t base) {
     const avi_index_record* records = avi->idx.get();
-    const auto is_frame = [avi](const avi_index_record& record) { return avi_same_code(record.tag, avi->video_tag, 3); };
+    const auto is_frame = [avi](const avi_index_record& record) {
+        return avi_same_code(record.tag, avi->video_tag, 3);
+    };
     avi->video_frames = static_cast<int>(std::count_if(records, records + avi->n_idx, is_frame));
     if (avi->video_frames == 0) return avi_fail(AVI_ERR_NO_VIDS);
 

@@ -83,7 +83,8 @@ bool avi_write_parts(int fd, struct iovec* parts, int count) {
             return false;
         }
         auto left = static_cast<std::size_t>(written);
-        for (; count > 0 && left >= parts->iov_len; ++parts, --count) left -= parts->iov_len;
+        for (; count > 0 && left >= parts->iov_len; ++parts, --count)
+            left -= parts->iov_len;
         if (count > 0) {
             parts->iov_base = static_cast<char*>(parts->iov_base) + left;
             parts->iov_len -= left;

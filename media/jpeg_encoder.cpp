@@ -22,7 +22,7 @@ struct ErrorManager {
 [[noreturn]] void error_exit(j_common_ptr cinfo) {
     cinfo->err->output_message(cinfo);
     // The record begins with the manager that libjpeg knows.
-    std::longjmp(reinterpret_cast<ErrorManager*>(cinfo->err)->jump, 1);
+    std::longjmp(reinterpret_cast<ErrorManager*>(cinfo->err)->jump, 1);  // NOLINT(cert-err52-cpp): out of C code
 }
 
 // Has no object with a destructor: an error jumps out of the middle of it.

@@ -206,7 +206,8 @@ void CVarnoAVISaver::FinishFile() {
     double fps = kDefaultFramerate;
     const long long elapsed = Varno::kernel().RealTime().tv_sec - m_nStartSecond;
     if (m_nFrameCounter > 0 && elapsed >= 1) {
-        fps = static_cast<double>(m_nFrameCounter / elapsed);  // whole frames per second
+        const long long framesPerSecond = m_nFrameCounter / elapsed;  // whole ones
+        fps = static_cast<double>(framesPerSecond);
         std::printf("%lld / %ld = %f\n", m_nFrameCounter, static_cast<long>(elapsed), fps);
     }
     AVI_set_video(m_pavi_file, AVI_video_width(m_pavi_file), AVI_video_height(m_pavi_file), fps, kCompressor);

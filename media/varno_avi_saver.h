@@ -17,8 +17,8 @@ struct avi_t;
 // Takes YUY2 frames into a queue and appends them to an AVI file on a writer thread; at the end it measures the frame
 // rate over the whole clip and finishes the file.
 //
-// StartRecord, StopRecord and the destructor belong to one controlling thread. AddFrame and IsRecording may be called from
-// another thread, AddFrame from one at a time.
+// StartRecord, StopRecord and the destructor belong to one controlling thread. AddFrame and IsRecording may be called
+// from another thread, AddFrame from one at a time.
 class CVarnoAVISaver {
   public:
     // For frames of width x height pixels of two bytes. Null when the queue cannot be made.
@@ -28,11 +28,11 @@ class CVarnoAVISaver {
     CVarnoAVISaver(const CVarnoAVISaver&) = delete;
     CVarnoAVISaver& operator=(const CVarnoAVISaver&) = delete;
 
-    // Ends a running recording and starts one to `path` (a path on the device), at first with `fps` frames per second in its
-    // header. True once the recording runs.
+    // Ends a running recording and starts one to `path` (a path on the device), at first with `fps` frames per second
+    // in its header. True once the recording runs.
     bool StartRecord(const char* path, int fps);
-    // Ends the recording; returns when all queued frames are written and the file is closed. The writer sees the request at
-    // once, at the latest after a second.
+    // Ends the recording; returns when all queued frames are written and the file is closed. The writer sees the
+    // request at once, at the latest after a second.
     void StopRecord();
     // Copies a frame into the queue; dropped silently when not recording or when the queue is full.
     void AddFrame(char* data, int bytes);

@@ -12,6 +12,7 @@ struct MwDc {
     mwin::Region clip;                 // in surface pixels
     HWND window = nullptr;             // null for an off-screen device
     COLORREF text_color = 0xFF000000;
+    COLORREF text_rim = 0;  // no rim
     COLORREF background_color = 0xFFFFFFFF;
     int background_mode = OPAQUE;
     HFONT font = nullptr;

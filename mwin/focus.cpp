@@ -62,11 +62,11 @@ bool MayHaveKeys(Window& window) {
 }
 
 WindowPtr KeyTarget() {
-    const WindowPtr focus = Find(g_focus);
+    WindowPtr focus = Find(g_focus);
     if (focus != nullptr && MayHaveKeys(*focus)) return focus;
-    const WindowPtr dialog = Find(RunningDialog());
+    WindowPtr dialog = Find(RunningDialog());
     if (dialog != nullptr && !dialog->dying) return dialog;
-    if (const WindowPtr active = Activatable(g_active)) return active;
+    if (WindowPtr active = Activatable(g_active)) return active;
     return TopmostActivatable();
 }
 

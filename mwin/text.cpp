@@ -27,6 +27,28 @@ int WidthOf(Font& font, std::u32string_view text) {
     return width;
 }
 
+// The glyphs of a line in one colour, from (x, baseline) on; returns how far left and right they reach.
+RECT DrawGlyphs(const MwDc& dc, Font& font, const RECT& visible, int x, int baseline, COLORREF ink_color,
+                std::u32string_view text) {
+    const pixman_color_t color = ToPixmanColor(ink_color);
+    const PixmanImage ink(pixman_image_create_solid_fill(&color));
+    RECT inked{x, 0, x, 0};
+    for (const char32_t character : text) {
+        if (x - font.Height() > visible.right) break;
+        const Glyph& glyph = font.GlyphOf(character);
+        if (glyph.mask) {
+            const int width = pixman_image_get_width(glyph.mask.get());
+            pixman_image_composite32(PIXMAN_OP_OVER, ink.get(), glyph.mask.get(), dc.surface->Image(), 0, 0, 0, 0,
+                                     x + glyph.left, baseline - glyph.top, width,
+                                     pixman_image_get_height(glyph.mask.get()));
+            inked.left = std::min(inked.left, x + glyph.left);
+            inked.right = std::max(inked.right, x + glyph.left + width);
+        }
+        x += glyph.advance;
+    }
+    return inked;
+}
+
 // One line, its top left at (x, y) in surface pixels.
 void DrawLine(const MwDc& dc, Font& font, const Region& clip, int x, int y, std::u32string_view text) {
     if (dc.background_mode == OPAQUE) {
@@ -34,29 +56,16 @@ void DrawLine(const MwDc& dc, Font& font, const Region& clip, int x, int y, std:
         background.Intersect(clip);
         FillRegion(dc, background, dc.background_color);
     }
-    const pixman_color_t color = ToPixmanColor(dc.text_color);
-    const PixmanImage ink(pixman_image_create_solid_fill(&color));
-    const RECT visible = clip.Bounds();
-    pixman_image_t* target = dc.surface->Image();
-    pixman_image_set_clip_region32(target, clip.Raw());
+    pixman_image_set_clip_region32(dc.surface->Image(), clip.Raw());
     const int baseline = y + font.Ascent();
-    int left = x;
-    int right = x;
-    for (const char32_t character : text) {
-        if (x - font.Height() > visible.right) break;
-        const Glyph& glyph = font.GlyphOf(character);
-        if (glyph.mask) {
-            const int width = pixman_image_get_width(glyph.mask.get());
-            pixman_image_composite32(PIXMAN_OP_OVER, ink.get(), glyph.mask.get(), target, 0, 0, 0, 0, x + glyph.left,
-                                     baseline - glyph.top, width, pixman_image_get_height(glyph.mask.get()));
-            left = std::min(left, x + glyph.left);
-            right = std::max(right, x + glyph.left + width);
-        }
-        x += glyph.advance;
+    if ((dc.text_rim >> 24U) != 0) {
+        for (const POINT offset : {POINT{-1, 0}, POINT{1, 0}, POINT{0, -1}, POINT{0, 1}})
+            DrawGlyphs(dc, font, clip.Bounds(), x + offset.x, baseline + offset.y, dc.text_rim, text);
     }
-    pixman_image_set_clip_region32(target, nullptr);
+    const RECT inked = DrawGlyphs(dc, font, clip.Bounds(), x, baseline, dc.text_color, text);
+    pixman_image_set_clip_region32(dc.surface->Image(), nullptr);
     // Glyphs may reach out of their line: a mark over a capital, or another face's deeper descender.
-    Region drawn(RECT{left, y - font.Height(), right, y + 2 * font.Height()});
+    Region drawn(RECT{inked.left - 1, y - font.Height(), inked.right + 1, y + 2 * font.Height()});
     drawn.Intersect(clip);
     dc.surface->AddDamage(drawn);
 }
@@ -144,6 +153,12 @@ COLORREF SetTextColor(HDC dc, COLORREF color) {
 COLORREF SetBkColor(HDC dc, COLORREF color) {
     if (dc == nullptr) return 0;
     std::swap(dc->background_color, color);
+    return color;
+}
+
+COLORREF SetTextRim(HDC dc, COLORREF color) {
+    if (dc == nullptr) return 0;
+    std::swap(dc->text_rim, color);
     return color;
 }
 

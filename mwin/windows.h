@@ -282,6 +282,8 @@ BOOL DeleteObject(HGDIOBJ object);
 HGDIOBJ SelectObject(HDC dc, HGDIOBJ object);  // returns the object that was selected before
 COLORREF SetTextColor(HDC dc, COLORREF color);
 COLORREF SetBkColor(HDC dc, COLORREF color);
+// A rim of one pixel around every glyph, so that text stays legible whatever lies behind it; alpha 0: none.
+COLORREF SetTextRim(HDC dc, COLORREF color);
 int SetBkMode(HDC dc, int mode);
 int FillRect(HDC dc, const RECT* rect, HBRUSH brush);
 // Fills a rectangle with a colour without making a brush.

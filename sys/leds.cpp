@@ -19,7 +19,7 @@ void ReportClosed(const std::string& path) {
 
 }  // namespace
 
-int GetLEDValue(std::string name) {
+int GetLEDValue(const std::string& name) {
     const std::string path = BrightnessFile(name);
     std::string text;
     bool opened = false;
@@ -28,7 +28,7 @@ int GetLEDValue(std::string name) {
     return -1;
 }
 
-bool SetLEDValue(std::string name, unsigned char value) {
+bool SetLEDValue(const std::string& name, unsigned char value) {
     const std::string path = BrightnessFile(name);
     const std::string text = std::to_string(value);
     bool opened = false;

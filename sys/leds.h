@@ -6,8 +6,8 @@
 namespace Varno {
 
 // Brightness of a light; -1, with a message, when it cannot be read.
-int GetLEDValue(std::string name);
+int GetLEDValue(const std::string& name);
 // Sets the brightness of a light, 0 to 255. False, with a message, when it cannot be opened or written.
-bool SetLEDValue(std::string name, unsigned char value);
+bool SetLEDValue(const std::string& name, unsigned char value);
 
 }  // namespace Varno

@@ -55,7 +55,7 @@ struct DirectoryCloser {
 std::string FirstPartition() {
     const std::string disk = GetMMCBlockSysDir();
     if (disk.empty()) return {};
-    const std::string partition = Basename(disk) + "p1";
+    std::string partition = Basename(disk) + "p1";
     std::string path = disk;
     path.append("/").append(partition).append("/stat");
     std::string statistics;
@@ -69,7 +69,7 @@ std::string FirstPartition() {
 
 }  // namespace
 
-std::string GetMountpoint(std::string device, std::string fstype) {
+std::string GetMountpoint(const std::string& device, const std::string& fstype) {
     std::ifstream mounts(kernel().Path("/proc/mounts"));
     for (std::string line; std::getline(mounts, line);) {
         std::istringstream fields(line);

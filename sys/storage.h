@@ -13,7 +13,7 @@ enum KernelCacheType {
 };
 
 // Mount point of the first mount of `device` as `fstype`; empty when there is none.
-std::string GetMountpoint(std::string device, std::string fstype);
+std::string GetMountpoint(const std::string& device, const std::string& fstype);
 // Mount point of the internal storage image, without a trailing slash; empty when it is not mounted.
 std::string GetNandDataPart();
 

@@ -5,12 +5,13 @@
 
 namespace {
 
-constexpr std::size_t kPairBytes = 4;  // Y0 U Y1 V
+constexpr std::size_t kPairBytes = 4;                                 // Y0 U Y1 V
 constexpr unsigned char kBlackPair[kPairBytes] = {16, 128, 16, 128};  // ITU-R BT.601
 
 }  // namespace
 
-std::unique_ptr<unsigned char[]> MakeStillFrame(const unsigned char* frame, std::size_t len, unsigned width, unsigned height) {
+std::unique_ptr<unsigned char[]> MakeStillFrame(const unsigned char* frame, std::size_t len, unsigned width,
+                                                unsigned height) {
     const std::size_t pairs = width / 2;  // of one line
     if (pairs == 0 || height == 0) return nullptr;
     std::unique_ptr<unsigned char[]> still(new (std::nothrow) unsigned char[kStillBytes]);

@@ -46,10 +46,11 @@ CV4L2_MXSPXPCTRL& PXP() {
     return CV4L2_MXSPXPCTRL::GetInstance();
 }
 
-// Where stills and clips go, created when it is missing: the card's "/DCIM", else the internal storage. Empty without a medium.
+// Where stills and clips go, created when it is missing: the card's "/DCIM", else the internal storage. Empty without a
+// medium.
 std::string StorageDirectory() {
     const std::string card = Varno::GetMMCFirstPart();
-    const std::string directory = card.empty() ? Varno::GetNandDataPart() : card + "/DCIM";
+    std::string directory = card.empty() ? Varno::GetNandDataPart() : card + "/DCIM";
     if (!directory.empty()) Varno::kernel().System(("/bin/mkdir -p " + directory).c_str());
     return directory;
 }
@@ -308,10 +309,12 @@ void CVarnoCamRecCtrl::SaveToJpg(char* frame, int len) {
         still = MakeStillFrame(pixels, static_cast<std::size_t>(len), width, height);
         pixels = still.get();
     }
-    if (!pixels || encode_yuv422_to_rgb_jpeg(file->Stream(), pixels, kStillWidth, kStillHeight, kStillQuality) < 0) {
+    const bool encoded =
+        pixels && encode_yuv422_to_rgb_jpeg(file->Stream(), pixels, kStillWidth, kStillHeight, kStillQuality) == 0;
+    if (!encoded && file->Error() == 0) {
         std::printf("Error: encode file(%s)\n", path.c_str());
         return;
     }
     Varno::kernel().Sync();
-    if (!file->Commit()) std::printf("Error: write file(%s):%s\n", path.c_str(), std::strerror(errno));
+    if (!file->Commit()) std::printf("Error: write file(%s):%s\n", path.c_str(), std::strerror(file->Error()));
 }

@@ -12,9 +12,9 @@
 
 class CVarnoAVISaver;
 
-// Owns the camera and the AVI saver, and runs the distribution thread that takes every captured frame and, in this order,
-// turns, zooms, shows, records and saves it. All public operations belong to the UI thread; snapshot, rotation and zoom are
-// requests that the thread carries out with the next frame of a streaming camera.
+// Owns the camera and the AVI saver, and runs the distribution thread that takes every captured frame and, in this
+// order, turns, zooms, shows, records and saves it. All public operations belong to the UI thread; snapshot, rotation
+// and zoom are requests that the thread carries out with the next frame of a streaming camera.
 class CVarnoCamRecCtrl {
   public:
     // Null when the camera object cannot be made. No thread runs yet.

@@ -1,7 +1,8 @@
 // AVI writing against plain writes of the same bytes, and opening a long file that has no index.
 //
-// Files go to $TMPDIR, or to the working directory. The last lines are the two figures that matter: the writing speed as a share of
-// plain writing (at least 0.9), and how the time to open grows with the number of frames, not with the bytes.
+// Files go to $TMPDIR, or to the working directory. The last lines are the two figures that matter: the writing speed
+// as a share of plain writing (at least 0.9), and how the time to open grows with the number of frames, not with the
+// bytes.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -80,7 +81,8 @@ void MakeCutRecording(const std::string& path, long frames) {
     const unsigned char openEnd[4] = {0x03, 0xF0, 0xFF, 0xFE};
     if (pwrite(fd, openEnd, 4, 4) != 4 || pwrite(fd, openEnd, 4, 2040) != 4) Fail("header");
     unsigned char header[8] = {'0', '0', 'd', 'b'};
-    for (int i = 0; i < 4; ++i) header[4 + i] = static_cast<unsigned char>(kFrameBytes >> (8 * i));
+    for (int i = 0; i < 4; ++i)
+        header[4 + i] = static_cast<unsigned char>(kFrameBytes >> (8 * i));
     off_t pos = 2048;
     for (long i = 0; i < frames; ++i, pos += kFrameBytes + 8) {
         if (pwrite(fd, header, sizeof header, pos) != static_cast<ssize_t>(sizeof header)) Fail("pwrite");
@@ -90,7 +92,8 @@ void MakeCutRecording(const std::string& path, long frames) {
 }
 
 void OpenWithoutIndex(benchmark::State& state) {
-    const long frames = static_cast<long>(std::min<std::int64_t>(state.range(0) << 30, AVI_max_size()) / (kFrameBytes + 8)) - 1;
+    const long frames =
+        static_cast<long>(std::min<std::int64_t>(state.range(0) << 30, AVI_max_size()) / (kFrameBytes + 8)) - 1;
     const std::string path = Path("bench-cut.avi");
     MakeCutRecording(path, frames);
     for ([[maybe_unused]] auto unused : state) {
@@ -99,8 +102,8 @@ void OpenWithoutIndex(benchmark::State& state) {
         if (avi) AVI_close(avi);
     }
     state.counters["frames"] = static_cast<double>(frames);
-    state.counters["time/frame"] =
-        benchmark::Counter(static_cast<double>(frames), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["time/frame"] = benchmark::Counter(
+        static_cast<double>(frames), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
     unlink(path.c_str());
 }
 // GiB, the last one as much of it as a file may have.

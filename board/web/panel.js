@@ -12,6 +12,7 @@ const LOG_KEPT = 200000;      // characters of the log kept in the page
 const $ = id => document.getElementById(id);
 let state = null;
 let live = false;
+let refreshing = null;  // the request for news that is under way
 
 function setText(element, text) {
   if (element.textContent !== text) element.textContent = text;
@@ -38,16 +39,24 @@ function showError(error) {
   errorTimer = setTimeout(() => { $('error').hidden = true; }, 8000);
 }
 
+// News that was asked for before a change was made must not undo it on the page.
+let changing = 0;
+let changes = 0;
+
 async function patch(path, value) {
   const body = {};
   const names = path.split('.');
   const last = names.pop();
   names.reduce((object, name) => object[name] = {}, body)[last] = value;
+  changing++;
   try {
     await request('PATCH', 'board', body);
   } catch (error) {
     showError(error);
   }
+  changing--;
+  changes++;
+  await refreshing;
   await refresh();
 }
 
@@ -280,12 +289,14 @@ function setLive(value) {
   }
 }
 
-let refreshing = null;
 function refresh() {
   refreshing ??= (async () => {
     try {
-      state = await (await request('GET', 'board')).json();
+      const before = changes;
+      const news = await (await request('GET', 'board')).json();
       setLive(true);
+      if (changing > 0 || before !== changes) return;
+      state = news;
       show(state);
     } catch (error) {
       setLive(false);

@@ -26,7 +26,8 @@ bool HasTooManyTracks(const std::uint8_t* data, std::size_t size) {
     static constexpr char kAudio[] = "AUDS";
     int tracks = 0;
     for (std::size_t i = 0; i + 4 <= size; ++i) {
-        if (std::equal(kAudio, kAudio + 4, data + i, [](char a, std::uint8_t b) { return a == std::toupper(b); })) ++tracks;
+        if (std::equal(kAudio, kAudio + 4, data + i, [](char a, std::uint8_t b) { return a == std::toupper(b); }))
+            ++tracks;
     }
     return tracks > AVI_MAX_TRACKS;
 }

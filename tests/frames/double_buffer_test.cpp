@@ -5,16 +5,14 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <string>
 #include <thread>
 #include <vector>
 
-namespace {
+#include "tests/support/allocation_count.h"
 
-std::atomic<long> g_allocations{0};
+namespace {
 
 using Queue = std::unique_ptr<CDoubleBuffer>;
 
@@ -29,19 +27,6 @@ std::string Text(CDoubleBufferData* slot) {
 }
 
 }  // namespace
-
-// Counts every allocation of this program.
-void* operator new(std::size_t size) {
-    ++g_allocations;
-    if (void* memory = std::malloc(size)) return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 TEST(DoubleBuffer, RefusesSizesBelowOne) {
     for (const auto& [size, count] : {std::pair{0, 2}, {153600, 0}, {-1, 2}, {153600, -1}}) {
@@ -170,7 +155,7 @@ TEST(DoubleBuffer, HandsFramesOverWithoutAllocating) {
             queue->ReleaseData(slot);
         }
     });
-    const long before = g_allocations;
+    const long before = support::AllocationCount();
     for (int number = 0; number < kFrames; ++number) {
         std::fill(frame.begin(), frame.end(), static_cast<char>(number));
         while (seen < number - 1)
@@ -179,6 +164,6 @@ TEST(DoubleBuffer, HandsFramesOverWithoutAllocating) {
     }
     while (seen < kFrames - 1)
         std::this_thread::yield();
-    EXPECT_EQ(g_allocations - before, 0);
+    EXPECT_EQ(support::AllocationCount() - before, 0);
     consumer.join();
 }

@@ -17,7 +17,8 @@ using AviHandle = std::unique_ptr<avi_t, AviCloser>;
 
 inline std::string Le32(std::uint32_t value) {
     std::string bytes;
-    for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(value >> shift);
+    for (int shift = 0; shift < 32; shift += 8)
+        bytes += static_cast<char>(value >> shift);
     return bytes;
 }
 
@@ -32,8 +33,8 @@ inline std::string List(const std::string& type, const std::string& data) {
 // A stream list: header of kind "vids" or "auds" and its format.
 inline std::string Stream(const std::string& kind, const std::string& format, std::uint32_t scale = 1,
                           std::uint32_t rate = 25, std::uint32_t length = 0) {
-    const std::string header = kind + "YUY2" + std::string(12, '\0') + Le32(scale) + Le32(rate) + Le32(0) + Le32(length) +
-                               std::string(20, '\0');
+    const std::string header = kind + "YUY2" + std::string(12, '\0') + Le32(scale) + Le32(rate) + Le32(0) +
+                               Le32(length) + std::string(20, '\0');
     return List("strl", Chunk("strh", header) + Chunk("strf", format));
 }
 
@@ -41,7 +42,8 @@ inline std::string BitmapFormat(std::uint32_t width, std::uint32_t height) {
     return Le32(40) + Le32(width) + Le32(height) + std::string(4, '\0') + "YUY2" + std::string(20, '\0');
 }
 
-inline std::string IndexRecord(const std::string& tag, std::uint32_t flags, std::uint32_t offset, std::uint32_t length) {
+inline std::string IndexRecord(const std::string& tag, std::uint32_t flags, std::uint32_t offset,
+                               std::uint32_t length) {
     return tag + Le32(flags) + Le32(offset) + Le32(length);
 }
 
@@ -60,7 +62,8 @@ inline void WriteFile(const std::string& path, const std::string& bytes) {
 
 inline std::uint32_t Read32(const std::string& bytes, std::size_t at) {
     std::uint32_t value = 0;
-    for (std::size_t i = 4; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes.at(at + i));
+    for (std::size_t i = 4; i-- > 0;)
+        value = value << 8 | static_cast<unsigned char>(bytes.at(at + i));
     return value;
 }
 

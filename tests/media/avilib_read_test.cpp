@@ -37,7 +37,8 @@ class AviReadTest : public MediaTest {
 TEST_F(AviReadTest, IndexTypes) {
     const std::string movi = List("movi", kFrames);
     const auto with_index = [&](std::uint32_t first, std::uint32_t second, const std::string& tag = "00db") {
-        return Riff(kHeaderList + movi + Chunk("idx1", IndexRecord(tag, 16, first, 11) + IndexRecord("00DC", 0, second, 6)));
+        return Riff(kHeaderList + movi +
+                    Chunk("idx1", IndexRecord(tag, 16, first, 11) + IndexRecord("00DC", 0, second, 6)));
     };
     const auto base = static_cast<std::uint32_t>(12 + kHeaderList.size() + 12);  // of the first chunk in the file
     const struct {
@@ -105,7 +106,8 @@ TEST_F(AviReadTest, WithoutIndexOnlyChunksInOrder) {
 TEST_F(AviReadTest, RefusedFiles) {
     const std::string movi = List("movi", kFrames);
     std::string nine_tracks;
-    for (int i = 0; i < 9; ++i) nine_tracks += Stream("auds", std::string(16, '\1'));
+    for (int i = 0; i < 9; ++i)
+        nine_tracks += Stream("auds", std::string(16, '\1'));
     const struct {
         const char* name;
         std::string bytes;
@@ -125,7 +127,8 @@ TEST_F(AviReadTest, RefusedFiles) {
         {"endless height", Riff(List("hdrl", Stream("vids", BitmapFormat(4, 0x80000000))) + movi), AVI_ERR_NO_VIDS},
         {"no frames", Riff(kHeaderList + List("movi", "")), AVI_ERR_NO_VIDS},
         {"frames of another stream", Riff(kHeaderList + List("movi", Chunk("01db", "x"))), AVI_ERR_NO_VIDS},
-        {"all frames beyond the end", Riff(kHeaderList + List("movi", "00db" + Le32(0x7FFFFFFF) + "x")), AVI_ERR_NO_VIDS},
+        {"all frames beyond the end", Riff(kHeaderList + List("movi", "00db" + Le32(0x7FFFFFFF) + "x")),
+         AVI_ERR_NO_VIDS},
         {"a movi list that is too short", Riff(kHeaderList + "LIST" + Le32(2) + "mo"), AVI_ERR_NO_MOVI},
     };
     for (const auto& test : cases) {
@@ -156,15 +159,21 @@ TEST_F(AviReadTest, BrokenNumbersAreContained) {
         {"record beyond the end", with_index(IndexRecord("00db", 0, 0xFFFFFFF0, 4)), one},
         {"record that ends beyond the end", with_index(IndexRecord("00db", 0, base + 20, 0xFFFFFFFF)), one},
         {"half a record", with_index("00db" + Le32(0)), one},
-        {"index cut by the end", with_index(IndexRecord("00dc", 0, base + 20, 6)).substr(0, 12 + kHeaderList.size() + 58), both},
+        {"index cut by the end",
+         with_index(IndexRecord("00dc", 0, base + 20, 6)).substr(0, 12 + kHeaderList.size() + 58), both},
         {"movi size beyond the end", Riff(kHeaderList + "LIST" + Le32(0xFFFFFFFF) + "movi" + kFrames), both},
-        {"chunk cut by the end", Riff(kHeaderList + "LIST" + Le32(900) + "movi" + kFrames + "00db" + Le32(100) + "cut"), both},
-        {"only the pad byte cut", Riff(kHeaderList + "LIST" + Le32(900) + "movi" + Chunk("00db", "odd").substr(0, 11)), {"odd"}},
-        {"zeros behind the frames", Riff(kHeaderList + "LIST" + Le32(9000) + "movi" + kFrames + std::string(5000, '\0')), both},
+        {"chunk cut by the end", Riff(kHeaderList + "LIST" + Le32(900) + "movi" + kFrames + "00db" + Le32(100) + "cut"),
+         both},
+        {"only the pad byte cut",
+         Riff(kHeaderList + "LIST" + Le32(900) + "movi" + Chunk("00db", "odd").substr(0, 11)),
+         {"odd"}},
+        {"zeros behind the frames",
+         Riff(kHeaderList + "LIST" + Le32(9000) + "movi" + kFrames + std::string(5000, '\0')), both},
         {"list of nothing", Riff(kHeaderList + List("movi", "LIST" + Le32(0) + "rec " + kFrames)), both},
         {"header list that claims too much", Riff(kHeaderList + movi + "LIST" + Le32(0xFFFFFFFF) + "hdrl"), both},
-        {"strf that claims too much", Riff(List("hdrl", Chunk("strh", "vids" + std::string(52, '\0')) + "strf" +
-                                                            Le32(0xFFFFFFF8) + kFormat) + movi), both},
+        {"strf that claims too much",
+         Riff(List("hdrl", Chunk("strh", "vids" + std::string(52, '\0')) + "strf" + Le32(0xFFFFFFF8) + kFormat) + movi),
+         both},
         {"top line first", Riff(List("hdrl", Stream("vids", BitmapFormat(4, 0U - 2))) + movi), both},
         {"short strh", Riff(List("hdrl", Chunk("strh", "vidsYUY2") + Chunk("strf", kFormat)) + movi), both},
         {"scale 0", Riff(List("hdrl", Stream("vids", kFormat, 0, 25)) + movi), both},

@@ -36,7 +36,8 @@ TEST_F(AviWriteTest, HeaderStandsAtItsOffsetsWhileRecordingAndAfterwards) {
     const std::string provisional = Bytes();
     ASSERT_EQ(provisional.size(), 2048U);
     const std::string frame(153600, 'f');
-    for (int i = 0; i < 3; ++i) ASSERT_EQ(AVI_write_frame(avi.get(), frame.data(), 153600, i), 0);
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(AVI_write_frame(avi.get(), frame.data(), 153600, i), 0);
     ASSERT_EQ(AVI_close(avi.release()), 0);
     const std::string closed = Bytes();
     const std::uint32_t end_of_frames = 2048 + 3 * 153608;
@@ -148,7 +149,8 @@ TEST_F(AviWriteTest, ChunksArePaddedAndDuplicatesShareTheirData) {
     EXPECT_EQ(AVI_bytes_remain(avi.get()), 0xFEFFF7FFLL - AVI_bytes_written(avi.get()));
     ASSERT_EQ(AVI_close(avi.release()), 0);
     const std::string bytes = Bytes();
-    const std::string frames = "00db" + Le32(3) + "abcP" + Chunk("00db", "") + Chunk("00db", "") + Chunk("00db", "wxyz");
+    const std::string frames =
+        "00db" + Le32(3) + "abcP" + Chunk("00db", "") + Chunk("00db", "") + Chunk("00db", "wxyz");
     EXPECT_EQ(bytes.substr(2048, frames.size()), frames);
     EXPECT_EQ(bytes.substr(2048 + frames.size()),
               Chunk("idx1", IndexRecord("00db", 16, 2048, 3) + IndexRecord("00db", 16, 2060, 0) +
@@ -207,9 +209,10 @@ TEST_F(AviWriteTest, AudioTracksFollowTheVideoStream) {
     EXPECT_EQ(Read32(bytes, 16), 392U);
     EXPECT_EQ(Read32(bytes, 56), 3U);
     const std::string stereo = List(
-        "strl", Chunk("strh", "auds" + std::string(16, '\0') + Le32(1) + Le32(1411 * 125) + Le32(0) + Le32(8) + Le32(0) +
-                                  Le32(0xFFFFFFFF) + Le32(1) + std::string(8, '\0')) +
-                    Chunk("strf", std::string("\1\0\2\0", 4) + Le32(44100) + Le32(1411 * 125) + std::string("\1\0\x10\0", 4)));
+        "strl",
+        Chunk("strh", "auds" + std::string(16, '\0') + Le32(1) + Le32(1411 * 125) + Le32(0) + Le32(8) + Le32(0) +
+                          Le32(0xFFFFFFFF) + Le32(1) + std::string(8, '\0')) +
+            Chunk("strf", std::string("\1\0\2\0", 4) + Le32(44100) + Le32(1411 * 125) + std::string("\1\0\x10\0", 4)));
     EXPECT_EQ(bytes.substr(212, 100), stereo);
     EXPECT_EQ(bytes.substr(412, 8), "JUNK" + Le32(2028 - 412));
 
@@ -243,7 +246,8 @@ TEST_F(AviWriteTest, NinthAudioTrackEndsTheProcess) {
     EXPECT_EXIT(
         {
             AviHandle avi = Create();
-            for (int i = 0; i < 9; ++i) AVI_set_audio(avi.get(), 1, 8000, 8, 1, 64);
+            for (int i = 0; i < 9; ++i)
+                AVI_set_audio(avi.get(), 1, 8000, 8, 1, 64);
         },
         testing::ExitedWithCode(1), "^error - only 8 audio tracks supported\n$");
 }
@@ -311,7 +315,8 @@ TEST_F(AviWriteTest, EveryWriteMayFail) {
             if (!reader) continue;
             const std::vector<std::string> frames = ReadFrames(reader.get());
             ASSERT_EQ(frames.size(), static_cast<std::size_t>(written));
-            for (int i = 0; i < written; ++i) EXPECT_EQ(frames[static_cast<std::size_t>(i)], "frame " + std::to_string(i) + "!");
+            for (int i = 0; i < written; ++i)
+                EXPECT_EQ(frames[static_cast<std::size_t>(i)], "frame " + std::to_string(i) + "!");
         }
     }
 }
@@ -319,7 +324,8 @@ TEST_F(AviWriteTest, EveryWriteMayFail) {
 TEST_F(AviWriteTest, ShortWritesAreResumed) {
     m_kernel.ShortWrites(7);
     AviHandle avi = Create();
-    for (int i = 0; i < 3; ++i) ASSERT_EQ(AVI_write_frame(avi.get(), "0123456789abcdefghij", 20, 1), 0);
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(AVI_write_frame(avi.get(), "0123456789abcdefghij", 20, 1), 0);
     ASSERT_EQ(AVI_close(avi.release()), 0);
     AviHandle reader(AVI_open_input_file(m_path.c_str(), 1));
     ASSERT_TRUE(reader);

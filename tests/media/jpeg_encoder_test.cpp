@@ -15,7 +15,8 @@ class JpegTest : public MediaTest {
     // Encodes a picture of one colour; the file's bytes, empty when that failed.
     std::string Encode(int width, int height, int quality) {
         std::vector<unsigned char> yuyv;
-        for (int i = 0; i < std::max(width * height, 0); i += 2) yuyv.insert(yuyv.end(), {150, 100, 150, 170});
+        for (int i = 0; i < std::max(width * height, 0); i += 2)
+            yuyv.insert(yuyv.end(), {150, 100, 150, 170});
         FILE* file = std::fopen(File("still.jpg").c_str(), "w+b");
         const int result = encode_yuv422_to_rgb_jpeg(file, yuyv.data(), width, height, quality);
         const long size = std::ftell(file);
@@ -91,7 +92,8 @@ TEST_F(JpegTest, FailuresAreTold) {
     FILE* full = std::fopen("/dev/full", "w");
     ASSERT_TRUE(full);
     std::vector<unsigned char> noise(640 * 480 * 2);
-    for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<unsigned char>(i * 2654435761U >> 11);
+    for (std::size_t i = 0; i < noise.size(); ++i)
+        noise[i] = static_cast<unsigned char>(i * 2654435761U >> 11);
     testing::internal::CaptureStderr();
     EXPECT_EQ(encode_yuv422_to_rgb_jpeg(full, noise.data(), 640, 480, 100), -1);
     EXPECT_FALSE(testing::internal::GetCapturedStderr().empty());

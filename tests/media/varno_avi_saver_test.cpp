@@ -27,7 +27,8 @@ class AviSaverTest : public MediaTest {
         const int before = m_kernel.m_writes;
         std::string frame = Frame(i);
         m_saver->AddFrame(frame.data(), kFrameBytes);
-        while (m_kernel.m_writes == before && m_saver->IsRecording()) std::this_thread::yield();
+        while (m_kernel.m_writes == before && m_saver->IsRecording())
+            std::this_thread::yield();
     }
     std::vector<std::string> Frames(double* fps = nullptr) {
         const AviHandle avi(AVI_open_input_file(m_path.c_str(), 1));
@@ -36,7 +37,8 @@ class AviSaverTest : public MediaTest {
         return ReadFrames(avi.get());
     }
     void WaitForEnd() {
-        while (m_saver->IsRecording()) std::this_thread::yield();
+        while (m_saver->IsRecording())
+            std::this_thread::yield();
     }
 
     const std::string m_path = File("clip.avi");
@@ -55,7 +57,8 @@ TEST_F(AviSaverTest, RecordsAtTheMeasuredRate) {
         ASSERT_TRUE(m_saver->StartRecord(m_path.c_str(), 30));
         EXPECT_TRUE(m_saver->IsRecording());
         const int syncs = m_kernel.m_syncs;
-        for (int i = 0; i < test.frames; ++i) AddAndWait(i);
+        for (int i = 0; i < test.frames; ++i)
+            AddAndWait(i);
         m_kernel.m_now += test.seconds;
         m_saver->StopRecord();
         EXPECT_FALSE(m_saver->IsRecording());
@@ -67,11 +70,14 @@ TEST_F(AviSaverTest, RecordsAtTheMeasuredRate) {
         double fps = -1;
         const std::vector<std::string> frames = Frames(&fps);
         ASSERT_EQ(frames.size(), static_cast<std::size_t>(test.frames));
-        for (int i = 0; i < test.frames; ++i) ASSERT_EQ(frames[static_cast<std::size_t>(i)], Frame(i));
+        for (int i = 0; i < test.frames; ++i)
+            ASSERT_EQ(frames[static_cast<std::size_t>(i)], Frame(i));
         EXPECT_EQ(fps, test.fps);
         // The first frame is no key frame, all others are.
-        const std::string index = ReadFile(m_path).substr(2048 + static_cast<std::size_t>(test.frames) * (8 + kFrameBytes) + 8);
-        for (int i = 0; i < test.frames; ++i) EXPECT_EQ(Read32(index, static_cast<std::size_t>(i) * 16 + 4), i ? 0x10U : 0U);
+        const std::string index =
+            ReadFile(m_path).substr(2048 + static_cast<std::size_t>(test.frames) * (8 + kFrameBytes) + 8);
+        for (int i = 0; i < test.frames; ++i)
+            EXPECT_EQ(Read32(index, static_cast<std::size_t>(i) * 16 + 4), i ? 0x10U : 0U);
     }
     const std::string printed = Printed();
     for (const char* line : {"Enter CVarnoAVISaver::thread_proc()\n", "123 / 10 = 12.000000\n", "5 / 10 = 0.000000\n",
@@ -98,7 +104,8 @@ TEST_F(AviSaverTest, StopWritesWhatIsQueuedAndNothingElse) {
     m_saver->AddFrame(early.data(), kFrameBytes);
     const std::vector<std::string> frames = Frames();
     ASSERT_EQ(frames.size(), static_cast<std::size_t>(kQueueSlots));
-    for (int i = 0; i < kQueueSlots; ++i) EXPECT_EQ(frames[static_cast<std::size_t>(i)], Frame(i));
+    for (int i = 0; i < kQueueSlots; ++i)
+        EXPECT_EQ(frames[static_cast<std::size_t>(i)], Frame(i));
     // Starting anew ends what runs.
     ASSERT_TRUE(m_saver->StartRecord(m_path.c_str(), 30));
     AddAndWait(0);
@@ -112,7 +119,8 @@ TEST_F(AviSaverTest, EndsByItselfWhenSpaceRunsOut) {
         SCOPED_TRACE(before);
         m_kernel.m_freeKib = 2049;
         ASSERT_TRUE(m_saver->StartRecord(m_path.c_str(), 30));
-        for (int i = 0; i < before; ++i) AddAndWait(i);
+        for (int i = 0; i < before; ++i)
+            AddAndWait(i);
         m_kernel.m_freeKib = 2048;
         for (int i = before; i <= last; ++i) {
             EXPECT_TRUE(m_saver->IsRecording());
@@ -128,7 +136,8 @@ TEST_F(AviSaverTest, FailingMediumEndsTheRecording) {
     for (const bool heals : {true, false}) {
         m_kernel.FailWrites(0, 0);
         ASSERT_TRUE(m_saver->StartRecord(m_path.c_str(), 30));
-        for (int i = 0; i < 4; ++i) AddAndWait(i);
+        for (int i = 0; i < 4; ++i)
+            AddAndWait(i);
         m_kernel.FailWrites(1, EIO);
         AddAndWait(4);
         if (heals) m_kernel.FailWrites(0, 0);
@@ -137,7 +146,8 @@ TEST_F(AviSaverTest, FailingMediumEndsTheRecording) {
         m_kernel.FailWrites(0, 0);
         const std::vector<std::string> frames = Frames();
         ASSERT_GE(frames.size(), 4U);
-        for (int i = 0; i < 4; ++i) EXPECT_EQ(frames[static_cast<std::size_t>(i)], Frame(i));
+        for (int i = 0; i < 4; ++i)
+            EXPECT_EQ(frames[static_cast<std::size_t>(i)], Frame(i));
     }
     const std::string printed = Printed();
     EXPECT_NE(printed.find("Frame 4 can't be writed\n"), std::string::npos);
@@ -155,9 +165,11 @@ TEST_F(AviSaverTest, FileThatCannotBeOpened) {
     m_kernel.FailWrites(0, 0);
     EXPECT_EQ(CVarnoAVISaver::CreateNew(0, 8), nullptr);
     const std::string printed = Printed();
-    EXPECT_NE(printed.find("Error:(avilib - Error opening AVI file - No such file or directory) open avi file " + path + "\n"),
+    EXPECT_NE(printed.find("Error:(avilib - Error opening AVI file - No such file or directory) open avi file " + path +
+                           "\n"),
               std::string::npos);
-    EXPECT_NE(printed.find("Error:(avilib - Error closing AVI file - No space left on device) open avi file " + m_path + "\n"),
+    EXPECT_NE(printed.find("Error:(avilib - Error closing AVI file - No space left on device) open avi file " + m_path +
+                           "\n"),
               std::string::npos);
 }
 

@@ -146,12 +146,12 @@ async function checkControls(page, keys) {
     await eventually(async () => (await board()).camera.faults.length === 0);
   });
   await check('a wrong source is told', async () => {
-    await page.getByLabel('Picture').fill('telescope');
+    await page.getByLabel('Picture', {exact: true}).fill('telescope');
     await page.keyboard.press('Enter');
     await page.locator('#error:not([hidden])').waitFor();
     equal((await board()).camera.source, 'scene');
-    await page.getByLabel('Picture').press('Escape');
-    await eventually(async () => (await page.getByLabel('Picture').inputValue()) === 'scene');
+    await page.getByLabel('Picture', {exact: true}).press('Escape');
+    await eventually(async () => (await page.getByLabel('Picture', {exact: true}).inputValue()) === 'scene');
   });
   await check('the log is live', async () => {
     await page.locator('#log-panel summary').click();
@@ -211,7 +211,12 @@ async function main() {
       await eventually(() => other.evaluate(() => document.getElementById('lcd').naturalWidth === 320));
       await other.screenshot({path: `${folder}/${name}-${colorScheme}.png`, fullPage: true});
       await check(`${name}, ${colorScheme}: nothing sticks out`, async () =>
-        equal(await other.evaluate(() => document.documentElement.scrollWidth <= innerWidth), true));
+        equal(await other.evaluate(() => {
+          const shell = document.querySelector('.shell').getBoundingClientRect();
+          const out = [...document.querySelectorAll('.key, .bezel')].map(part => part.getBoundingClientRect())
+            .filter(box => box.left < shell.left || box.right > shell.right || box.bottom > shell.bottom);
+          return [document.documentElement.scrollWidth <= innerWidth, out.length];
+        }), [true, 0]));
       await other.context().close();
     }
   }

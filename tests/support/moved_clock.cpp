@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <thread>
 
@@ -18,13 +19,33 @@ using std::chrono::nanoseconds;
 
 constexpr std::int64_t kStartSeconds = 1715947200;  // 2024-05-17 12:00:00 UTC
 constexpr std::int64_t kStartMonotonicSeconds = 1000;
-constexpr milliseconds kGrace{400};
+// Processor time that a thread may take until it rests, in ticks of usually 10 ms; counted like this, a busy machine
+// makes no difference. Then it is taken to be waiting busily, and gets a little at each step until it rests again.
+constexpr long kTicksUntilRest = 30;
+constexpr long kTicksOfBusyWait = 1;
 
 struct ThreadState {
     bool running;
     long switches;  // how often the thread has gone to sleep or was preempted
-    bool operator==(const ThreadState& other) const { return running == other.running && switches == other.switches; }
+    long ticks;     // of processor time used
+    bool SameRest(const ThreadState& other) const { return !running && !other.running && switches == other.switches; }
 };
+
+// The fields after the name, which may hold blanks itself, in a thread's "stat".
+long ReadTicks(int thread) {
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", thread);
+    FILE* file = std::fopen(path, "re");
+    if (!file) return 0;
+    char line[512] = "";
+    std::fgets(line, sizeof line, file);
+    std::fclose(file);
+    const char* rest = std::strrchr(line, ')');
+    long user = 0;
+    long system = 0;
+    if (rest) std::sscanf(rest, ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system);
+    return user + system;
+}
 
 // What the system says of one thread of this process.
 ThreadState ReadState(int thread) {
@@ -40,6 +61,7 @@ ThreadState ReadState(int thread) {
         if (const char* count = std::strstr(line, "voluntary_ctxt_switches:")) state.switches += std::atol(count + 24);
     }
     std::fclose(file);
+    if (state.running) state.ticks = ReadTicks(thread);
     return state;
 }
 
@@ -123,27 +145,29 @@ void MovedClock::Step(nanoseconds limit) {
 
 // At rest is a process of which two looks in a row show no running thread, and none that ran in between.
 void MovedClock::Settle() {
-    const auto give_up = std::chrono::steady_clock::now() + kGrace;
     std::map<int, ThreadState> before;
+    std::map<int, long> ticks_at_start;
     for (;;) {
         std::map<int, ThreadState> threads = ReadThreads();
-        spinning_.erase(
-            std::remove_if(spinning_.begin(), spinning_.end(),
-                           [&threads](int thread) { return !threads.count(thread) || !threads[thread].running; }),
-            spinning_.end());
-        for (const int thread : spinning_)
-            threads.erase(thread);
-        const bool running =
-            std::any_of(threads.begin(), threads.end(), [](const auto& entry) { return entry.second.running; });
-        if (!running && threads == before) return;
-        if (std::chrono::steady_clock::now() > give_up) {
-            for (const auto& [thread, state] : threads) {
-                if (state.running) spinning_.push_back(thread);
-            }
-            return;
+        bool waiting = false;
+        bool same = threads.size() == before.size();
+        for (auto thread = spinning_.begin(); thread != spinning_.end();) {
+            thread = threads.count(*thread) ? std::next(thread) : spinning_.erase(thread);
         }
+        for (const auto& [thread, state] : threads) {
+            if (!state.running) {
+                spinning_.erase(thread);
+                same = same && before.count(thread) && state.SameRest(before[thread]);
+                continue;
+            }
+            const long used = state.ticks - ticks_at_start.emplace(thread, state.ticks).first->second;
+            const bool spent = used >= (spinning_.count(thread) ? kTicksOfBusyWait : kTicksUntilRest);
+            if (spent) spinning_.insert(thread);
+            waiting = waiting || !spent;
+        }
+        if (!waiting && (same || !spinning_.empty())) return;
         before = std::move(threads);
-        if (running) std::this_thread::sleep_for(std::chrono::microseconds(50));
+        if (waiting) std::this_thread::sleep_for(std::chrono::microseconds(50));
     }
 }
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <list>
 #include <mutex>
-#include <vector>
+#include <set>
 
 #include "board/board_clock.h"
 #include "mwin/platform.h"
@@ -36,8 +36,8 @@ class MovedClock final : public board::BoardClock {
     // From now on nobody sleeps any more: time passes by itself, so that what is left of a program can end without a
     // test.
     void LetGo();
-    // Waits until every other thread of the process is at rest. A thread that computes longer than a grace of real time
-    // (a busy-wait) is not waited for any longer until it has rested once.
+    // Waits until every other thread of the process is at rest. A thread that goes on computing (a busy-wait)
+    // is not waited for any longer, and gets a little processor time at each step until it rests again.
     void Settle();
 
   private:
@@ -57,7 +57,7 @@ class MovedClock final : public board::BoardClock {
     std::condition_variable released_;
     std::list<Sleeper*> sleepers_;
     bool let_go_ = false;
-    std::vector<int> spinning_;  // threads that are not waited for; the moving thread's
+    std::set<int> spinning_;  // threads that wait busily; the moving thread's
 };
 
 // The UI thread's clock over a moved one.

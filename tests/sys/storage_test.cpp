@@ -84,9 +84,9 @@ TEST(Storage, FreeSpace) {
                  {1ULL << 32, 1024, std::numeric_limits<int>::max()},
                  {~0ULL, 1L << 30, std::numeric_limits<int>::max()},
                  {7, 0, 0}};
+    std::string asked;
     for (const auto& c : cases) {
-        std::string asked;
-        kernel.on_statfs = [&](const char* path, struct statfs* result) {
+        kernel.on_statfs = [&asked, c](const char* path, struct statfs* result) {
             asked = path;
             result->f_bavail = c.blocks;
             result->f_bsize = c.block_size;
@@ -101,6 +101,7 @@ TEST(Storage, FreeSpace) {
     EXPECT_EQ(Varno::GetAvailDiskSpace("/media/x"), -1);
     kernel.Put("/proc/mounts", "/dev/loop0 /media/nand vfat rw 0 0\n");
     EXPECT_EQ(Varno::GetUserNandAvailableSpace(), 0);
+    EXPECT_EQ(asked, "/media/nand");
 
     Varno::ReleaseVMCache(Varno::K_CACHE_PAGE);
     Varno::ReleaseVMCache(Varno::K_CACHE_ALL);

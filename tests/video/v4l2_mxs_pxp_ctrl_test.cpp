@@ -3,21 +3,17 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <vector>
 
 #include "mwin/windows.h"
+#include "tests/support/allocation_count.h"
 #include "tests/video/on_board.h"
 #include "tests/video/scripted_video.h"
 #include "video/frames/pixel_conversion.h"
 #include "video/v4l2_uvc_ctrl.h"
 
 namespace {
-
-std::atomic<long> g_allocations{0};
 
 using Bytes = std::vector<char>;
 constexpr unsigned kFrame = 153600;
@@ -56,19 +52,6 @@ class Overlay : public OnBoard {
 };
 
 }  // namespace
-
-// Counts every allocation of this program.
-void* operator new(std::size_t size) {
-    ++g_allocations;
-    if (void* memory = std::malloc(size)) return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 TEST_F(Overlay, StartsOverTheWholeScreenWithTheInterfaceAlone) {
     const std::string printed = Printed([this] { EXPECT_TRUE(Start()); });
@@ -242,9 +225,9 @@ TEST(FramePath, AllocatesNothing) {
     show(3);
     device.quiet = true;
     show(3);
-    const long before = g_allocations;
+    const long before = support::AllocationCount();
     show(100);
-    EXPECT_EQ(g_allocations - before, 0);
+    EXPECT_EQ(support::AllocationCount() - before, 0);
     device.quiet = false;
     camera->Stop();
     Pxp().Close();

@@ -10,6 +10,8 @@
 constexpr int kWindowObject = 8;
 // The video shows through wherever the user interface has this colour: background of everything over the live view.
 constexpr COLORREF kColorKey = 0xFF010101;
+// Around white text over the live view, which may be white as well.
+constexpr COLORREF kTextRimColor = 0xFF202020;
 
 template <class Object>
 Object* ObjectOf(HWND window) {

@@ -11,7 +11,6 @@ namespace {
 constexpr UINT kTimerId = 0x10000001;
 constexpr UINT kPeriodMs = 1000;
 constexpr COLORREF kTextColor = 0xFFFFFFFF;
-constexpr COLORREF kRimColor = 0xFF202020;
 
 }  // namespace
 
@@ -67,17 +66,10 @@ void CVarnoUICtrlDateDisplay::PaintTime(HWND hwnd) const {
     HDC dc = BeginPaint(hwnd, &paint);
     if (m_hfFont != nullptr) SelectObject(dc, m_hfFont);
     SetBkMode(dc, TRANSPARENT);
-    const auto draw = [&](int dx, int dy, COLORREF color) {
-        RECT rect = ClientRect();
-        rect = {rect.left + dx, rect.top + dy, rect.right + dx, rect.bottom + dy};
-        SetTextColor(dc, color);
-        DrawText(dc, m_sText.c_str(), -1, &rect, DT_CENTER | DT_VCENTER | DT_SINGLELINE | DT_NOPREFIX);
-    };
-    // A dark rim keeps white digits legible over a bright picture.
-    for (const POINT offset : {POINT{-1, 0}, POINT{1, 0}, POINT{0, -1}, POINT{0, 1}}) {
-        draw(offset.x, offset.y, kRimColor);
-    }
-    draw(0, 0, kTextColor);
+    SetTextColor(dc, kTextColor);
+    SetTextRim(dc, kTextRimColor);
+    RECT rect = ClientRect();
+    DrawText(dc, m_sText.c_str(), -1, &rect, DT_CENTER | DT_VCENTER | DT_SINGLELINE | DT_NOPREFIX);
     EndPaint(hwnd, &paint);
 }
 

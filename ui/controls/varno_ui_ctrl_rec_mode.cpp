@@ -189,7 +189,10 @@ LRESULT CVarnoUICtrlRecMode::WindowProc(HWND hwnd, UINT msg, WPARAM wparam, LPAR
         case WM_ERASEBKGND:
             return FillBackground(hwnd, dc);
         case WM_CTLCOLORSTATIC:
-            if (reinterpret_cast<HWND>(lparam) == m_hTextStaticCtrl) SetTextColor(dc, kTextColor);
+            if (reinterpret_cast<HWND>(lparam) == m_hTextStaticCtrl) {
+                SetTextColor(dc, kTextColor);
+                SetTextRim(dc, kTextRimColor);
+            }
             SetBkColor(dc, kColorKey);
             return reinterpret_cast<LRESULT>(Varno::SolidBrush(kColorKey));
         default:
