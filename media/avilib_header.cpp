@@ -36,7 +36,10 @@ class HeaderWriter {
   public:
     explicit HeaderWriter(avi_t* avi) : m_area(avi->header) { m_area.fill(0); }
 
-    void Code(const char* code) { Bytes(code); }
+    void Code(const char* four) {
+        if (Has(4)) std::memcpy(m_area.data() + m_at, four, 4);
+        m_at += 4;
+    }
     void Number32(std::uint32_t value) {
         if (Has(4)) avi_put32(m_area.data() + m_at, value);
         m_at += 4;
@@ -54,10 +57,6 @@ class HeaderWriter {
 
   private:
     bool Has(std::size_t count) const { return m_at + count <= m_area.size(); }
-    void Bytes(const char* four) {
-        if (Has(4)) std::memcpy(m_area.data() + m_at, four, 4);
-        m_at += 4;
-    }
 
     std::array<unsigned char, AVI_HEADER_BYTES>& m_area;
     std::size_t m_at = 0;
@@ -76,17 +75,17 @@ std::uint32_t Area(const avi_t* avi) {
 void PutMainHeader(HeaderWriter& out, const avi_t* avi, const HeaderValues& values) {
     out.Code("avih");
     out.Number32(56);
-    out.Number32(Rounded(avi->fps, 1000000.0 / avi->fps));
-    out.Number32(values.maxBytesPerSecond);
-    out.Number32(0);  // padding granularity
-    out.Number32(values.flags);
-    out.Number32(values.frames);
-    out.Number32(0);  // initial frames
-    out.Number32(static_cast<std::uint32_t>(avi->anum) + 1);
-    out.Number32(values.bufferSize);
-    out.Number32(static_cast<std::uint32_t>(avi->width));
-    out.Number32(static_cast<std::uint32_t>(avi->height));
-    out.Zeros(16);
+    out.Number32(Rounded(avi->fps, 1000000.0 / avi->fps));    // dwMicroSecPerFrame
+    out.Number32(values.maxBytesPerSecond);                   // dwMaxBytesPerSec
+    out.Number32(0);                                          // dwPaddingGranularity
+    out.Number32(values.flags);                               // dwFlags
+    out.Number32(values.frames);                              // dwTotalFrames
+    out.Number32(0);                                          // dwInitialFrames
+    out.Number32(static_cast<std::uint32_t>(avi->anum) + 1);  // dwStreams
+    out.Number32(values.bufferSize);                          // dwSuggestedBufferSize
+    out.Number32(static_cast<std::uint32_t>(avi->width));     // dwWidth
+    out.Number32(static_cast<std::uint32_t>(avi->height));    // dwHeight
+    out.Zeros(16);                                            // reserved
 }
 
 void PutVideoStream(HeaderWriter& out, const avi_t* avi, const HeaderValues& values) {
@@ -97,25 +96,25 @@ void PutVideoStream(HeaderWriter& out, const avi_t* avi, const HeaderValues& val
     out.Code("strh");
     out.Number32(56);
     out.Code("vids");
-    out.Code(avi->compressor);
-    out.Zeros(12);  // flags, priority, initial frames
+    out.Code(avi->compressor);  // fccHandler
+    out.Zeros(12);              // dwFlags, wPriority, wLanguage, dwInitialFrames
     out.Number32(AVI_FRAME_RATE_SCALE);
-    out.Number32(Rounded(avi->fps, AVI_FRAME_RATE_SCALE * avi->fps));
-    out.Number32(0);  // start
-    out.Number32(values.frames);
-    out.Number32(values.bufferSize);
-    out.Number32(values.quality);
-    out.Zeros(12);  // sample size, frame rectangle
+    out.Number32(Rounded(avi->fps, AVI_FRAME_RATE_SCALE * avi->fps));  // dwRate
+    out.Number32(0);                                                   // dwStart
+    out.Number32(values.frames);                                       // dwLength
+    out.Number32(values.bufferSize);                                   // dwSuggestedBufferSize
+    out.Number32(values.quality);                                      // dwQuality
+    out.Zeros(12);                                                     // dwSampleSize, rcFrame
 
     out.Code("strf");
     out.Number32(40);
-    out.Number32(40);
-    out.Number32(static_cast<std::uint32_t>(avi->width));
-    out.Number32(static_cast<std::uint32_t>(avi->height));
-    out.Number16(1);  // planes
-    out.Number16(values.bitCount);
-    out.Code(avi->compressor);
-    out.Number32(Area(avi) * 3);  // does not match the bit count, and is meant so
+    out.Number32(40);                                       // biSize
+    out.Number32(static_cast<std::uint32_t>(avi->width));   // biWidth
+    out.Number32(static_cast<std::uint32_t>(avi->height));  // biHeight
+    out.Number16(1);                                        // biPlanes
+    out.Number16(values.bitCount);                          // biBitCount
+    out.Code(avi->compressor);                              // biCompression
+    out.Number32(Area(avi) * 3);  // biSizeImage; does not match the bit count, and is meant so
     out.Zeros(16);
     out.ListSizeAt(size_at);
 }
@@ -132,24 +131,24 @@ void PutAudioStream(HeaderWriter& out, const avi_track& track) {
     out.Code("strh");
     out.Number32(56);
     out.Code("auds");
-    out.Zeros(16);  // handler, flags, priority, initial frames
-    out.Number32(block_align);
-    out.Number32(bytes_per_second);
-    out.Number32(0);  // start
-    out.Number32(static_cast<std::uint32_t>(4 * track.audio_bytes / sample_size));
-    out.Number32(0);  // suggested buffer
-    out.Number32(0xFFFFFFFF);
-    out.Number32(block_align);
-    out.Zeros(8);
+    out.Zeros(16);                                                                  // fccHandler to dwInitialFrames
+    out.Number32(block_align);                                                      // dwScale
+    out.Number32(bytes_per_second);                                                 // dwRate
+    out.Number32(0);                                                                // dwStart
+    out.Number32(static_cast<std::uint32_t>(4 * track.audio_bytes / sample_size));  // dwLength
+    out.Number32(0);                                                                // dwSuggestedBufferSize
+    out.Number32(0xFFFFFFFF);                                                       // dwQuality
+    out.Number32(block_align);                                                      // dwSampleSize
+    out.Zeros(8);                                                                   // rcFrame
 
     out.Code("strf");
     out.Number32(16);
-    out.Number16(static_cast<std::uint32_t>(track.a_fmt));
-    out.Number16(static_cast<std::uint32_t>(track.a_chans));
-    out.Number32(static_cast<std::uint32_t>(track.a_rate));
-    out.Number32(bytes_per_second);
-    out.Number16(block_align);
-    out.Number16(static_cast<std::uint32_t>(track.a_bits));
+    out.Number16(static_cast<std::uint32_t>(track.a_fmt));    // wFormatTag
+    out.Number16(static_cast<std::uint32_t>(track.a_chans));  // nChannels
+    out.Number32(static_cast<std::uint32_t>(track.a_rate));   // nSamplesPerSec
+    out.Number32(bytes_per_second);                           // nAvgBytesPerSec
+    out.Number16(block_align);                                // nBlockAlign
+    out.Number16(static_cast<std::uint32_t>(track.a_bits));   // wBitsPerSample
     out.ListSizeAt(size_at);
 }
 

@@ -60,8 +60,6 @@ int avi_close_output_file(avi_t* avi);
 std::int64_t avi_read_at(const avi_t* avi, std::int64_t offset, void* buffer, std::size_t length);
 // Fills the handle from its descriptor. 0 or -1.
 int avi_parse_input_file(avi_t* avi, int getIndex);
-// Reads the streams out of the header list, whose contents lie at `offset` of the file. 0 or -1.
-int avi_parse_header_list(avi_t* avi, const unsigned char* list, std::size_t length, std::int64_t offset);
 // Whether a chunk tag can be one: four printable characters. Anything else means that the chain of chunks is lost.
 bool avi_is_code(const unsigned char* tag);
 // Most index records a file that is read may have; a file of tiny chunks must not eat the memory of a small machine.

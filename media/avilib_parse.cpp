@@ -112,12 +112,12 @@ class HeaderListParser {
             const std::size_t left = length - at - AVI_CHUNK_HEADER;
             std::uint64_t step = AVI_LIST_HEADER;
             if (!avi_same_code(chunk, "LIST", 4)) {
-                const std::uint32_t stated = avi_get32(chunk + 4);
-                const std::size_t size = std::min<std::size_t>(stated, left);
+                const std::uint32_t claimed = avi_get32(chunk + 4);
+                const std::size_t size = std::min<std::size_t>(claimed, left);
                 const std::int64_t data_at = m_offset + static_cast<std::int64_t>(at) + AVI_CHUNK_HEADER;
                 if (avi_same_code(chunk, "strh", 4)) StreamHeader(chunk + AVI_CHUNK_HEADER, size, data_at);
                 if (avi_same_code(chunk, "strf", 4)) StreamFormat(chunk + AVI_CHUNK_HEADER, size, data_at);
-                step = AVI_CHUNK_HEADER + avi_padded(stated);
+                step = AVI_CHUNK_HEADER + avi_padded(claimed);
             }
             if (step > length - at) break;
             at += static_cast<std::size_t>(step);

@@ -62,17 +62,20 @@ async function patch(path, value) {
 
 // ---- keys
 
-const inFlight = new Set();
-async function press(key) {
-  if (inFlight.has(key)) return;  // a held key never piles up requests
-  inFlight.add(key);
-  try {
-    await request('POST', `keys/${key}`);
-  } catch (error) {
-    showError(error);
-  } finally {
-    inFlight.delete(key);
-  }
+// Presses reach the board in their order; those that a held key repeats never pile up.
+let pressing = 0;
+let lastPress = Promise.resolve();
+function press(key, repeated = false) {
+  if (repeated && pressing > 0) return;
+  pressing++;
+  lastPress = lastPress.then(async () => {
+    try {
+      await request('POST', `keys/${key}`);
+    } catch (error) {
+      showError(error);
+    }
+    pressing--;
+  });
 }
 
 const isArrow = key => ['up', 'down', 'left', 'right'].includes(key);
@@ -95,7 +98,7 @@ for (const element of document.querySelectorAll('[data-key]')) {
     element.classList.add('pressed');
     press(key);
     const repeat = () => {
-      press(key);
+      press(key, true);
       timer = setTimeout(repeat, REPEAT_MS);
     };
     if (isArrow(key)) timer = setTimeout(repeat, REPEAT_DELAY_MS);
@@ -119,7 +122,7 @@ addEventListener('keydown', event => {
   event.preventDefault();
   if (event.repeat && !isArrow(key)) return;
   button(key).classList.add('pressed');
-  press(key);
+  press(key, event.repeat);
 });
 addEventListener('keyup', event => {
   const key = KEYBOARD[event.key];
@@ -332,8 +335,10 @@ async function refreshLog() {
 async function refreshFiles(panel) {
   const medium = panel.dataset.medium;
   const list = panel.querySelector('ul');
-  const response = await fetch(`files/${medium}`, {cache: 'no-store'});
-  const files = response.ok ? await response.json() : null;
+  const present = state[medium].inserted ?? true;
+  // The card may have been pulled out just now.
+  const response = present ? await fetch(`files/${medium}`, {cache: 'no-store'}) : null;
+  const files = response?.ok ? await response.json() : null;
   const summary = panel.querySelector('.state');
   setText(summary, files === null ? 'no such medium' : `${files.length} ${files.length === 1 ? 'file' : 'files'}`);
   const text = JSON.stringify(files);
@@ -356,7 +361,7 @@ async function refreshFiles(panel) {
 async function poll() {
   if (!document.hidden) {
     await refresh();
-    if (live) {
+    if (live && state) {
       try {
         const news = ['files-card', 'files-nand'].map(refreshFilesWhenDue);
         if ($('log-panel').open) news.push(refreshLog());

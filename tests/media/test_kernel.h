@@ -93,8 +93,7 @@ class MediaTest : public testing::Test {
     ~MediaTest() override { std::filesystem::remove_all(m_folder); }
     std::string File(const std::string& name) const { return m_folder + "/" + name; }
 
-    // Left installed: objects with static storage may still use a kernel.
-    TestKernel& m_kernel = *new TestKernel;
+    TestKernel m_kernel;
 
   private:
     std::string m_folder;
