@@ -102,6 +102,16 @@ const char* Reason(int status) {
     }
 }
 
+// For requests whose body nobody wants: one that is there is read and dropped. A request that states no length has
+// none; the library would wait for it until its time-out.
+httplib::Server::HandlerWithContentReader WithoutBody(httplib::Server::Handler handler) {
+    return [handler = std::move(handler)](const Request& request, Response& response,
+                                          const httplib::ContentReader& reader) {
+        if (request.has_header("Content-Length") && !reader([](const char*, std::size_t) { return true; })) return;
+        handler(request, response);
+    };
+}
+
 const char* FileType(const std::string& path) {
     const auto has_end = [&](std::string_view end) {
         return path.size() >= end.size() && path.compare(path.size() - end.size(), end.size(), end) == 0;
@@ -186,22 +196,22 @@ void PanelServer::Get(const std::string& pattern, Handler handler) {
         response.set_header("Allow", "GET, HEAD");
         Answer(response, 405, "this can only be read");
     };
-    server_->Post(pattern, refuse);
-    server_->Put(pattern, refuse);
-    server_->Delete(pattern, refuse);
-    if (pattern != "/board") server_->Patch(pattern, refuse);
+    server_->Post(pattern, WithoutBody(refuse));
+    server_->Put(pattern, WithoutBody(refuse));
+    server_->Delete(pattern, WithoutBody(refuse));
+    if (pattern != "/board") server_->Patch(pattern, WithoutBody(refuse));
 }
 
 void PanelServer::Post(const std::string& pattern, Handler handler) {
-    server_->Post(pattern, std::move(handler));
+    server_->Post(pattern, WithoutBody(std::move(handler)));
     const Handler refuse = [](const Request&, Response& response) {
         response.set_header("Allow", "POST");
         Answer(response, 405, "this wants POST");
     };
     server_->Get(pattern, refuse);
-    server_->Put(pattern, refuse);
-    server_->Delete(pattern, refuse);
-    server_->Patch(pattern, refuse);
+    server_->Put(pattern, WithoutBody(refuse));
+    server_->Delete(pattern, WithoutBody(refuse));
+    server_->Patch(pattern, WithoutBody(refuse));
 }
 
 void PanelServer::AddRoutes() {

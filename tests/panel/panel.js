@@ -44,7 +44,9 @@ function countKeys(page) {
 async function openPage(browser, options, complaints) {
   const context = await browser.newContext(options);
   const page = await context.newPage();
-  page.on('console', message => { if (['error', 'warning'].includes(message.type())) complaints.push(`${message.text()} ${message.location().url}`); });
+  page.on('console', message => {
+    if (['error', 'warning'].includes(message.type())) complaints.push(`${message.text()} ${message.location().url}`);
+  });
   page.on('pageerror', error => complaints.push(String(error)));
   await page.goto(address);
   await page.waitForSelector('#link.live');

@@ -3,11 +3,9 @@
 #include "app/sv_main.h"
 #include "tests/scenario/scenario.h"
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-using testing::Not;
 using testing::SizeIs;
 
 namespace scenario {

@@ -31,7 +31,7 @@ TEST_F(UiTest, ControlIsAWindowOnlyBetweenInitAndDeinit) {
     ASSERT_NE(control.MwRegisterUIControl(Instance(), "Plain"), 0);
     ASSERT_TRUE(control.Init());
     EXPECT_FALSE(control.IsVisable());
-    const HWND window = control.m_hHwnd;
+    HWND window = control.m_hHwnd;
     EXPECT_EQ(SendMessage(window, WM_USER, 0, 0), 7);
     RECT rect{};
     GetWindowRect(window, &rect);
@@ -130,7 +130,7 @@ TEST_F(UiTest, DialogFillsTheScreenUnderItsCaptionBand) {
 TEST_F(UiTest, DialogThatIsTakenDownHearsNothingMore) {
     auto dialog = std::make_unique<TestDialog>(Instance(), parent, 103);
     clock.WhenIdle([&] {
-        const HWND window = dialog->m_hHwnd;
+        HWND window = dialog->m_hHwnd;
         dialog->Destroy();
         EXPECT_EQ(dialog->destroyed, 1);
         EXPECT_EQ(dialog->m_hCaption, nullptr);
@@ -146,7 +146,7 @@ TEST_F(UiTest, DialogThatIsTakenDownHearsNothingMore) {
 
     // An object that is deleted while its window is open leaves the window without one.
     clock.WhenIdle([&] {
-        const HWND window = dialog->m_hHwnd;
+        HWND window = dialog->m_hHwnd;
         dialog.reset();
         SendMessage(window, WM_KEYDOWN, VK_F1, 0);
         EndDialog(window, 6);

@@ -30,7 +30,7 @@ TEST_F(ControlsTest, ScrollBarKeepsItsPositionInRange) {
         int pos;
         int expected;
     };
-    const HWND bar = NewWindow(kScrollbarClass, SBS_HORZ, 60, 12);
+    HWND bar = NewWindow(kScrollbarClass, SBS_HORZ, 60, 12);
     for (const Case& c : {Case{SIF_ALL, 0, 10, 1, 5, 5}, Case{SIF_POS, 0, 0, 0, -3, 0}, Case{SIF_POS, 0, 0, 0, 99, 10},
                           Case{SIF_PAGE, 0, 0, 4, 0, 7}, Case{SIF_RANGE, 0, 6, 0, 0, 3}, Case{SIF_PAGE, 0, 0, 99, 0, 0},
                           Case{SIF_ALL, 5, -5, 0, 0, 5}, Case{SIF_ALL, -2147483647 - 1, 2147483647, 10, 0, 0}}) {
@@ -119,7 +119,7 @@ LRESULT Selection(int from, int to) {
 }
 
 TEST_F(ControlsTest, EditTakesDigitsAndEditingKeys) {
-    const HWND edit = NewWindow(kNewEditClass, 0, 60, 20, "12");
+    HWND edit = NewWindow(kNewEditClass, 0, 60, 20, "12");
     SetFocus(edit);
     SendMessage(edit, EM_LIMITTEXT, 4, 0);
     for (const EditKey& key :
@@ -162,9 +162,9 @@ TEST_F(ControlsTest, EditLeavesOtherKeysToItsParent) {
     hearing.lpszClassName = "Hearing";
     RegisterClass(&hearing);
     g_heard = {};
-    const HWND frame = NewWindow("Hearing", 0, 320, 240);
-    const HWND edit = CreateWindowEx(0, kNewEditClass, "05", WS_CHILD | WS_VISIBLE | ES_CENTER, 10, 10, 60, 20, frame,
-                                     reinterpret_cast<HMENU>(std::uintptr_t{77}), Instance(), nullptr);
+    HWND frame = NewWindow("Hearing", 0, 320, 240);
+    HWND edit = CreateWindowEx(0, kNewEditClass, "05", WS_CHILD | WS_VISIBLE | ES_CENTER, 10, 10, 60, 20, frame,
+                               reinterpret_cast<HMENU>(std::uintptr_t{77}), Instance(), nullptr);
     for (const int key : {VK_LEFT, VK_RIGHT, VK_UP, VK_DOWN, VK_RETURN, VK_F1})
         SendMessage(edit, WM_KEYDOWN, key, 0);
     EXPECT_EQ(g_heard.keys, 4);

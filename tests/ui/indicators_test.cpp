@@ -15,9 +15,9 @@ namespace {
 class RecModeTest : public UiTest {
   protected:
     RecModeTest() : indicator(CVarnoUICtrlRecMode::CreateNew(Instance(), parent, 3, 6, 56, 44)) {
-        const HWND window = GetWindow(parent, GW_CHILD);
-        const HWND first = GetWindow(window, GW_CHILD);
-        const HWND second = GetWindow(first, GW_HWNDNEXT);
+        HWND window = GetWindow(parent, GW_CHILD);
+        HWND first = GetWindow(window, GW_CHILD);
+        HWND second = GetWindow(first, GW_HWNDNEXT);
         text = TextOf(first) == "cs" ? second : first;
         symbol = text == first ? second : first;
         indicator->Show(SW_SHOW);

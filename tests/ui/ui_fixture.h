@@ -58,7 +58,7 @@ class UiTest : public mwin_test::WindowSystemTest {
         return text;
     }
     std::string PrintedSoFar() {
-        const std::string text = Printed();
+        std::string text = Printed();
         testing::internal::CaptureStdout();
         capturing_ = true;
         return text;

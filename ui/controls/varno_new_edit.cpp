@@ -146,7 +146,7 @@ void NewEdit::KeyDown(WPARAM key, LPARAM flags) {
 
 bool NewEdit::EditKey(WPARAM key) {
     const bool selection = anchor_ != caret_;
-    std::size_t caret = caret_;
+    std::size_t caret = 0;
     switch (key) {
         case VK_LEFT:
             caret = selection ? std::min(anchor_, caret_) : caret_ - (caret_ > 0 ? 1 : 0);
