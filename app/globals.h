@@ -14,7 +14,8 @@ extern bool m_isNewOutputSet;
 // Screen width in pixels, from the settings store. UI thread.
 extern int scr_width;
 
-// Ends the program cleanly, from signal context or from a dialog: prints the farewell, destroys the main window, exits 0.
+// Ends the program cleanly, from signal context or from a dialog: prints the farewell, destroys the main window, exits
+// 0.
 void sig_int_handler(int signal);
 
 // What dialogs may ask of the main window without knowing it. UI thread; both may be null.

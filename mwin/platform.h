@@ -10,8 +10,8 @@ class Screen {
   public:
     virtual int Width() const = 0;
     virtual int Height() const = 0;
-    // Shows the rectangle (x, y, width, height) of `surface`, whose rows are `stride` pixels apart and whose first pixel
-    // is the screen's top left. Pixels are 0xAARRGGBB words (blue first in memory on little-endian machines).
+    // Shows the rectangle (x, y, width, height) of `surface`, whose rows are `stride` pixels apart and whose first
+    // pixel is the screen's top left. Pixels are 0xAARRGGBB words (blue first in memory on little-endian machines).
     virtual void Update(const std::uint32_t* surface, int stride, int x, int y, int width, int height) = 0;
 
   protected:

@@ -1,7 +1,8 @@
 // The window system's API: Win32-style windows, messages, dialogs and drawing on one small screen.
 //
-// Everything here belongs to the UI thread, except PostMessage, GetTickCount and GetSystemMetrics, which are thread-safe.
-// Nothing throws. Window handles are checked and never used twice, so a stale one makes a call fail instead of crash.
+// Everything here belongs to the UI thread, except PostMessage, GetTickCount and GetSystemMetrics, which are
+// thread-safe. Nothing throws. Window handles are checked and never used twice, so a stale one makes a call fail
+// instead of crash.
 #pragma once
 
 #include <cstdint>
@@ -62,11 +63,21 @@ using WNDPROC = LRESULT(CALLBACK*)(HWND, UINT, WPARAM, LPARAM);
 using DLGPROC = WNDPROC;
 using TIMERPROC = void(CALLBACK*)(HWND, UINT, UINT, DWORD);
 
-constexpr WORD LOWORD(WPARAM v) { return static_cast<WORD>(v & 0xFFFF); }
-constexpr WORD HIWORD(WPARAM v) { return static_cast<WORD>((v >> 16) & 0xFFFF); }
-constexpr WPARAM MAKEWPARAM(WORD low, WORD high) { return low | (static_cast<DWORD>(high) << 16U); }
-constexpr LPARAM MAKELPARAM(WORD low, WORD high) { return static_cast<LPARAM>(low | (static_cast<DWORD>(high) << 16)); }
-constexpr COLORREF RGB(BYTE r, BYTE g, BYTE b) { return 0xFF000000U | r | (g << 8U) | (static_cast<COLORREF>(b) << 16U); }
+constexpr WORD LOWORD(WPARAM v) {
+    return static_cast<WORD>(v & 0xFFFF);
+}
+constexpr WORD HIWORD(WPARAM v) {
+    return static_cast<WORD>((v >> 16) & 0xFFFF);
+}
+constexpr WPARAM MAKEWPARAM(WORD low, WORD high) {
+    return low | (static_cast<DWORD>(high) << 16U);
+}
+constexpr LPARAM MAKELPARAM(WORD low, WORD high) {
+    return static_cast<LPARAM>(low | (static_cast<DWORD>(high) << 16));
+}
+constexpr COLORREF RGB(BYTE r, BYTE g, BYTE b) {
+    return 0xFF000000U | r | (g << 8U) | (static_cast<COLORREF>(b) << 16U);
+}
 
 // ---- Messages -----------------------------------------------------------------------------------------------------
 constexpr UINT WM_NULL = 0, WM_CREATE = 1, WM_DESTROY = 2, WM_MOVE = 3, WM_SIZE = 5, WM_ACTIVATE = 6, WM_SETFOCUS = 7,
@@ -94,7 +105,8 @@ inline MwWindow* const HWND_TOP = nullptr;
 inline MwWindow* const HWND_BOTTOM = reinterpret_cast<HWND>(1);  // NOLINT
 constexpr int IDOK = 1, IDCANCEL = 2, IDYES = 6, IDNO = 7;
 constexpr UINT GW_HWNDFIRST = 0, GW_HWNDNEXT = 2, GW_HWNDPREV = 3, GW_OWNER = 4, GW_CHILD = 5;
-constexpr LRESULT DLGC_WANTARROWS = 1, DLGC_WANTTAB = 2, DLGC_WANTALLKEYS = 4, DLGC_HASSETSEL = 8, DLGC_WANTCHARS = 0x80;
+constexpr LRESULT DLGC_WANTARROWS = 1, DLGC_WANTTAB = 2, DLGC_WANTALLKEYS = 4, DLGC_HASSETSEL = 8,
+                  DLGC_WANTCHARS = 0x80;
 constexpr UINT PM_NOREMOVE = 0, PM_REMOVE = 1;
 
 // ---- Keys ---------------------------------------------------------------------------------------------------------
@@ -103,11 +115,12 @@ constexpr int VK_BACK = 8, VK_TAB = 9, VK_RETURN = 13, VK_ESCAPE = 27, VK_SPACE 
               VK_F1 = 112, VK_F2 = 113, VK_F3 = 114, VK_F4 = 115;
 
 // ---- Controls -----------------------------------------------------------------------------------------------------
-// "STATIC": text (SS_LEFT, SS_CENTER, SS_RIGHT) or picture (SS_ICON). A picture is set with STM_SETIMAGE, lParam a PSD that
-// stays the caller's; it is drawn with its alpha, stretched to the client area. Setting what is already shown repaints nothing.
+// "STATIC": text (SS_LEFT, SS_CENTER, SS_RIGHT) or picture (SS_ICON). A picture is set with STM_SETIMAGE, lParam a PSD
+// that stays the caller's; it is drawn with its alpha, stretched to the client area. Setting what is already shown
+// repaints nothing.
 constexpr UINT STM_SETIMAGE = 0xF172, STM_GETIMAGE = 0xF173;
-// "LISTBOX": rows with icon and text, scrolled so that the selection is seen. LB_ADDSTRING: lParam text; returns the row or
-// LB_ERR. LB_SETITEMICON: wParam row, lParam PSD (caller's). Notifies its parent with WM_COMMAND, LBN_SELCHANGE.
+// "LISTBOX": rows with icon and text, scrolled so that the selection is seen. LB_ADDSTRING: lParam text; returns the
+// row or LB_ERR. LB_SETITEMICON: wParam row, lParam PSD (caller's). Notifies its parent with WM_COMMAND, LBN_SELCHANGE.
 constexpr UINT LB_ADDSTRING = 0x0180, LB_DELETESTRING = 0x0182, LB_RESETCONTENT = 0x0184, LB_SETCURSEL = 0x0186,
                LB_GETCURSEL = 0x0188, LB_GETTEXT = 0x0189, LB_GETTEXTLEN = 0x018A, LB_GETCOUNT = 0x018B,
                LB_GETTOPINDEX = 0x018E, LB_SETITEMDATA = 0x019A, LB_GETITEMDATA = 0x0199, LB_SETITEMHEIGHT = 0x01A0,
@@ -120,7 +133,8 @@ constexpr UINT PBM_SETRANGE = 0xF0A0, PBM_SETPOS = 0xF0A2;
 // ---- Drawing ------------------------------------------------------------------------------------------------------
 constexpr int WHITE_BRUSH = 0, LTGRAY_BRUSH = 1, GRAY_BRUSH = 2, DKGRAY_BRUSH = 3, BLACK_BRUSH = 4, NULL_BRUSH = 5,
               WHITE_PEN = 6, BLACK_PEN = 7, NULL_PEN = 8, SYSTEM_FONT = 13;
-// Number 9 as a background brush: no brush of a colour of its own; the window erases itself (used by this program's classes).
+// Number 9 as a background brush: no brush of a colour of its own; the window erases itself (used by this program's
+// classes).
 constexpr int WINDOW_ERASES_BRUSH = 9;
 constexpr int COLOR_SCROLLBAR = 0, COLOR_BACKGROUND = 1, COLOR_WINDOW = 5, COLOR_WINDOWFRAME = 6, COLOR_WINDOWTEXT = 8,
               COLOR_HIGHLIGHT = 13, COLOR_HIGHLIGHTTEXT = 14, COLOR_BTNFACE = 15;
@@ -140,8 +154,8 @@ struct TEXTMETRIC {
     LONG tmHeight, tmAscent, tmDescent, tmAveCharWidth, tmMaxCharWidth;
 };
 
-// A drawing device: the screen, or an off-screen picture (a decoded image, or pixels of the caller's). Pixels are 32-bit words
-// 0xAARRGGBB, not premultiplied, rows `pitch` bytes apart.
+// A drawing device: the screen, or an off-screen picture (a decoded image, or pixels of the caller's). Pixels are
+// 32-bit words 0xAARRGGBB, not premultiplied, rows `pitch` bytes apart.
 struct MwScreenDevice;
 using PSD = MwScreenDevice*;
 struct MwScreenDevice {
@@ -186,19 +200,22 @@ struct CREATESTRUCT {
 int WinMain(HINSTANCE instance, HINSTANCE previous, LPSTR command_line, int show);
 // Registers the dialog class and the built-in controls. Idempotent.
 int MwInitializeDialogs(HINSTANCE instance);
-// 1: strings are UTF-8 where a whole string is valid UTF-8, else GB2312 (GBK). 0: one byte is one character (ISO 8859-1).
+// 1: strings are UTF-8 where a whole string is valid UTF-8, else GB2312 (GBK). 0: one byte is one character (ISO
+// 8859-1).
 void MwSetTextCoding(int coding);
 
 // ---- Windows -------------------------------------------------------------------------------------------------------
-WORD RegisterClass(const WNDCLASS* window_class);  // 0 on failure; registering a name again replaces nothing and returns non-0
-// A WS_CHILD window lies in its parent's client area, on top of its siblings; any other lies on the screen, is owned by the
-// parent's top-level window and goes with it. Windows have no frame: the client area is the whole window. Null when the class is
-// unknown, the parent is gone, or WM_CREATE was answered with -1.
+WORD RegisterClass(
+    const WNDCLASS* window_class);  // 0 on failure; registering a name again replaces nothing and returns non-0
+// A WS_CHILD window lies in its parent's client area, on top of its siblings; any other lies on the screen, is owned by
+// the parent's top-level window and goes with it. Windows have no frame: the client area is the whole window. Null when
+// the class is unknown, the parent is gone, or WM_CREATE was answered with -1.
 HWND CreateWindowEx(DWORD ex_style, LPCSTR class_name, LPCSTR text, DWORD style, int x, int y, int width, int height,
                     HWND parent, HMENU id, HINSTANCE instance, void* parameter);
-HWND CreateWindow(LPCSTR class_name, LPCSTR text, DWORD style, int x, int y, int width, int height, HWND parent, HMENU id,
-                  HINSTANCE instance, void* parameter);
-// Sends WM_DESTROY to the window while it is still shown, then to what is in it, to each once; it is the last message they get.
+HWND CreateWindow(LPCSTR class_name, LPCSTR text, DWORD style, int x, int y, int width, int height, HWND parent,
+                  HMENU id, HINSTANCE instance, void* parameter);
+// Sends WM_DESTROY to the window while it is still shown, then to what is in it, to each once; it is the last message
+// they get.
 BOOL DestroyWindow(HWND window);
 BOOL IsWindow(HWND window);
 BOOL ShowWindow(HWND window, int command);  // returns whether it was visible before
@@ -238,8 +255,8 @@ LRESULT DefWindowProc(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
 // ---- Messages and timers -------------------------------------------------------------------------------------------
 // A direct call. A WM_PAINT that is sent erases and paints the whole client area.
 LRESULT SendMessage(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
-// FALSE for a window that is gone or being destroyed. A posted WM_QUIT ends the dialog it is posted to, if that still runs, and
-// nothing else.
+// FALSE for a window that is gone or being destroyed. A posted WM_QUIT ends the dialog it is posted to, if that still
+// runs, and nothing else.
 BOOL PostMessage(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
 // Ends the outermost loop and, before it, every loop inside it.
 void PostQuitMessage(int exit_code);
@@ -253,9 +270,11 @@ BOOL KillTimer(HWND window, UINT id);
 DWORD GetTickCount();
 
 // ---- Dialogs -------------------------------------------------------------------------------------------------------
-inline LPCSTR MAKEINTRESOURCE(std::uintptr_t id) { return reinterpret_cast<LPCSTR>(id); }  // NOLINT
-// Runs a modal dialog: an empty full-screen window whose procedure is `procedure`. The template says only which number it has;
-// every dialog makes its own controls. Returns what EndDialog was given, -1 when it could not be created.
+inline LPCSTR MAKEINTRESOURCE(std::uintptr_t id) {
+    return reinterpret_cast<LPCSTR>(id);
+}  // NOLINT
+// Runs a modal dialog: an empty full-screen window whose procedure is `procedure`. The template says only which number
+// it has; every dialog makes its own controls. Returns what EndDialog was given, -1 when it could not be created.
 int DialogBoxParam(HINSTANCE instance, LPCSTR dialog_template, HWND parent, DLGPROC procedure, LPARAM parameter);
 BOOL EndDialog(HWND dialog, int result);
 BOOL IsDialogMessage(HWND dialog, const MSG* message);
@@ -294,7 +313,8 @@ BOOL LineTo(HDC dc, int x, int y);
 BOOL Polygon(HDC dc, const POINT* points, int count);
 COLORREF SetPixel(HDC dc, int x, int y, COLORREF color);
 BOOL TextOut(HDC dc, int x, int y, LPCSTR text, int length);
-int DrawText(HDC dc, LPCSTR text, int length, RECT* rect, UINT format);  // length -1: zero-terminated; returns the height
+int DrawText(HDC dc, LPCSTR text, int length, RECT* rect,
+             UINT format);  // length -1: zero-terminated; returns the height
 inline int DrawTextA(HDC dc, LPCSTR text, int length, RECT* rect, UINT format) {
     return DrawText(dc, text, length, rect, format);
 }
@@ -302,7 +322,8 @@ BOOL GetTextExtentPoint(HDC dc, LPCSTR text, int length, SIZE* size);
 BOOL GetTextMetrics(HDC dc, TEXTMETRIC* metrics);
 
 // ---- Pictures and cursor -------------------------------------------------------------------------------------------
-// Decodes a PNG, JPEG or GIF file (its first frame). Null for a missing, broken or absurdly large one. Free with FreeMemGC.
+// Decodes a PNG, JPEG or GIF file (its first frame). Null for a missing, broken or absurdly large one. Free with
+// FreeMemGC.
 PSD GdLoadImageFromFile(const char* path, int flags);
 // A drawing device over pixels: the caller's when `pixels` is non-null (they must outlive it), its own when null.
 // `format` and `palette_size` are accepted as given and ignored: pixels are always 32-bit.

@@ -35,8 +35,8 @@ class Kernel {
     virtual int Unmap(void* address, std::size_t length) = 0;
     // Waits until `fd` is readable: 1 readable, 0 time-out, -1 error (as select(2)).
     virtual int WaitReadable(int fd, std::chrono::milliseconds timeout) = 0;
-    // Waits until `fd` takes data, for an output device: until a buffer can be dequeued. 1 ready, 0 time-out, -1 error, also
-    // when the device says that waiting is vain (POLLERR without POLLOUT, EIO).
+    // Waits until `fd` takes data, for an output device: until a buffer can be dequeued. 1 ready, 0 time-out, -1 error,
+    // also when the device says that waiting is vain (POLLERR without POLLOUT, EIO).
     virtual int WaitWritable(int fd, std::chrono::milliseconds timeout) = 0;
 
     // Runs a command line through the board's shell (as system(3)).
@@ -55,8 +55,8 @@ class Kernel {
     virtual std::chrono::nanoseconds Monotonic() = 0;
     virtual void Sleep(std::chrono::nanoseconds duration) = 0;
 
-    // Where a file of the device (under /sys, /proc, /dev, /etc, /usr/varno, /media, /mnt) really lies. Any other path is
-    // returned as it is. For reading and writing ordinary files with stdio or opendir.
+    // Where a file of the device (under /sys, /proc, /dev, /etc, /usr/varno, /media, /mnt) really lies. Any other path
+    // is returned as it is. For reading and writing ordinary files with stdio or opendir.
     virtual std::string Path(const std::string& path) = 0;
 
   protected:
