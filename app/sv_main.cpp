@@ -123,7 +123,10 @@ void CVarnoSVMain::InitDialog() {
     UpdateWindow(m_hHwnd);
     SetActiveWindow(m_hHwnd);
     StartStateMachine();
-    if (!m_ForbidKeyflag) ShowCtrlIcon();
+    if (m_ForbidKeyflag) return;
+    ShowCtrlIcon();
+    // It reads the battery only while it shows, which it did not when it was made.
+    if (m_pBattery != nullptr) m_pBattery->InitCheckTimer();
 }
 
 void CVarnoSVMain::DestoryDialog() {
