@@ -73,7 +73,10 @@ bool get_rtc_time(tm& time) {
 bool set_rtc_time(const tm& time) {
     tm valid = time;
     const time_t seconds = validate_tm_time(&valid);
-    if (seconds == -1) return false;
+    if (seconds == -1) {
+        std::printf("Error: stime(%s)\n", std::strerror(EOVERFLOW));
+        return false;
+    }
     rtc_time fields{};
     fields.tm_sec = valid.tm_sec;
     fields.tm_min = valid.tm_min;

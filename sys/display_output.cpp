@@ -40,6 +40,7 @@ bool CheckTVoutWire() {
 void RefreshNextReg() {
     constexpr char kRefresh[] = "1";  // written with its final NUL
     bool opened = false;
-    Varno::WriteNode(Varno::kNextRegisters, O_RDWR | O_TRUNC, kRefresh, sizeof(kRefresh), opened);
-    if (!opened) std::printf("Can't open file %s\n", Varno::kNextRegisters);
+    const ssize_t written =
+        Varno::WriteNode(Varno::kNextRegisters, O_RDWR | O_TRUNC, kRefresh, sizeof(kRefresh), opened);
+    if (written != static_cast<ssize_t>(sizeof(kRefresh))) std::printf("Can't open file %s\n", Varno::kNextRegisters);
 }

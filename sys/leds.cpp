@@ -38,7 +38,9 @@ bool SetLEDValue(const std::string& name, unsigned char value) {
         return false;
     }
     std::printf("val:%s\n", text.c_str());
-    return written == static_cast<ssize_t>(text.size());
+    if (written == static_cast<ssize_t>(text.size())) return true;
+    ReportClosed(path);
+    return false;
 }
 
 }  // namespace Varno

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 
 #include "sys/kernel.h"
 
@@ -31,7 +32,11 @@ int FlushDirectory(const std::string& directory) {
 }  // namespace
 
 std::unique_ptr<MediumFile> MediumFile::CreateNew(const std::string& path) {
-    std::unique_ptr<MediumFile> file(new MediumFile(path));
+    std::unique_ptr<MediumFile> file(new (std::nothrow) MediumFile(path));
+    if (!file) {
+        errno = ENOMEM;
+        return nullptr;
+    }
     if (file->Open()) return file;
     const int error = errno;
     file.reset();
@@ -52,8 +57,9 @@ bool MediumFile::Open() {
     functions.write = &MediumFile::WriteCookie;
     m_stream = fopencookie(this, "w", functions);
     if (!m_stream) return false;
-    m_buffer = std::make_unique<char[]>(kBufferSize);
-    std::setvbuf(m_stream, m_buffer.get(), _IOFBF, kBufferSize);
+    // Without it the stream still works, in smaller pieces.
+    m_buffer.reset(new (std::nothrow) char[kBufferSize]);
+    if (m_buffer) std::setvbuf(m_stream, m_buffer.get(), _IOFBF, kBufferSize);
     return true;
 }
 

@@ -133,16 +133,21 @@ class LineLog {
 
     void Add(const char* text, std::size_t length) {
         for (const char* end = text + length; text < end; ++text) {
-            if (*text == '\n' || m_line.size() == kChunk) Flush();
+            if (*text == '\n' || m_line.size() == kChunk) LogLine();
             if (*text != '\n') m_line += *text;
         }
     }
+    // The end of a text whose last line has no newline.
     void Flush() {
-        if (!m_line.empty()) varno_printf(m_level, m_format, m_program, m_line.c_str());
-        m_line.clear();
+        if (!m_line.empty()) LogLine();
     }
 
   private:
+    void LogLine() {
+        varno_printf(m_level, m_format, m_program, m_line.c_str());
+        m_line.clear();
+    }
+
     const DEBUGLEVEL m_level;
     const char* const m_format;
     const char* const m_program;

@@ -66,8 +66,11 @@ CV4L2_MXSPXPCTRL::CV4L2_MXSPXPCTRL() : CV4L2_VideoCtrl(V4L2_CAP_VIDEO_OUTPUT | V
 
 bool CV4L2_MXSPXPCTRL::Start(unsigned width, unsigned height) {
     const std::lock_guard<std::mutex> lock(m_startLock);
-    SetWidth(width);
-    SetHeight(height);
+    {
+        const auto ctrl_lock = Lock();
+        SetWidth(width);
+        SetHeight(height);
+    }
     SetFramerate(kFramerate);
     SetReqFormat(V4L2_PIX_FMT_YUV422P);
     const bool found = Open(kDeviceName, true);
@@ -135,25 +138,28 @@ void CV4L2_MXSPXPCTRL::WritePicture(unsigned index, const char* frame) {
 }
 
 void CV4L2_MXSPXPCTRL::ZoomStep(unsigned short width, unsigned short height) {
-    {
-        const auto lock = Lock();
-        if (width == m_nCurWidth && height == m_nCurHeight) return;
-        m_nCurWidth = width;
-        m_nCurHeight = height;
-    }
-    SetScaleTo(width, height);
+    const auto lock = Lock();
+    if (width == m_nCurWidth && height == m_nCurHeight) return;
+    m_nCurWidth = width;
+    m_nCurHeight = height;
+    Scale(width, height);
 }
 
 void CV4L2_MXSPXPCTRL::SetZoomDefault() {
-    SetScaleTo(m_nWidth, m_nHeight);
+    const auto lock = Lock();
+    Scale(m_nWidth, m_nHeight);
 }
 
 void CV4L2_MXSPXPCTRL::SetScaleTo(unsigned width, unsigned height) {
+    const auto lock = Lock();
+    Scale(width, height);
+}
+
+void CV4L2_MXSPXPCTRL::Scale(unsigned width, unsigned height) {
     const unsigned w = std::max(std::min(width, m_nWidth), kSmallestWidth);
     const unsigned h = std::max(std::min(height, m_nHeight), kSmallestHeight);
     std::printf("Zoom to %dx%d\n", static_cast<int>(w), static_cast<int>(h));
 
-    const auto lock = Lock();
     v4l2_window window{};
     window.w.width = w;
     window.w.height = h - 1;  // the last line is left out on purpose

@@ -57,6 +57,8 @@ class CV4L2_MXSPXPCTRL : public CV4L2_VideoCtrl {
     bool InitV4L2Params();
     bool SetRotate(PXPRotateType type);
     void WritePicture(unsigned index, const char* frame);
+    // Expects m_mCtrlLock to be held.
+    void Scale(unsigned width, unsigned height);
     std::unique_lock<std::mutex> Lock() { return std::unique_lock<std::mutex>(m_mCtrlLock); }
 
     std::mutex m_startLock;  // one Start at a time; before the other locks

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "sys/kernel.h"
 
@@ -21,7 +22,9 @@ std::unique_ptr<CV4LMMAPDATABUF> CV4LMMAPDATABUF::CreateNew(int fd, unsigned len
         std::printf("%s:%d Error: Map(%s)\n", __func__, 33, std::strerror(errno));
         return nullptr;
     }
-    return std::unique_ptr<CV4LMMAPDATABUF>(new CV4LMMAPDATABUF(static_cast<char*>(base), static_cast<int>(len)));
+    auto* mapped = new (std::nothrow) CV4LMMAPDATABUF(static_cast<char*>(base), static_cast<int>(len));
+    if (!mapped) Varno::kernel().Unmap(base, len);
+    return std::unique_ptr<CV4LMMAPDATABUF>(mapped);
 }
 
 CV4LMMAPDATABUF::~CV4LMMAPDATABUF() {

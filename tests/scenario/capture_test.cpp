@@ -45,6 +45,7 @@ TEST_F(Capture, EnterTakesAStill) {
     ASSERT_TRUE(RunUntilState("REC_IMAGE"));
     EXPECT_EQ(VideoSize(), "640x480");
     EXPECT_GT(Drawn(kFunnelBox), 20);
+    ExpectLcd("taking_still");
     ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n"));
     ExpectLiveView();
     ASSERT_THAT(CardFiles(), SizeIs(1));
@@ -100,6 +101,7 @@ TEST_F(Capture, LimitOfTheSpaceIs2048KiB) {
     SetCardSpace(2047);
     program->Advance(1s);
     EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), 1);
+    ExpectLcd("no_space");
     program->Press(VK_RETURN);
     ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n"));
     ExpectLiveView();
@@ -146,6 +148,8 @@ TEST_F(Capture, WithoutACardTheInternalStorageIsUsed) {
     board.InsertCard(false);
     board.Folder().Sync();
     StartLive();
+    program->Advance(3s);
+    ExpectLcd("internal_storage");
     program->Press(VK_RETURN);
     EXPECT_TRUE(program->RunUntil([&] { return board.Files(board::Medium::Nand).size() == 1; }));
     ExpectLiveView();

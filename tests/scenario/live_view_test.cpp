@@ -95,10 +95,12 @@ TEST_F(LiveView, F2TurnsThePicture) {
     program->Advance(3s);
     const board::LcdPicture upright = board.Lcd();
     std::vector<board::LcdPicture> seen{upright};
+    const char* const references[] = {"mirrored", "half_turn", "upside_down"};
     for (int i = 0; i < 4; ++i) {
         program->Press(VK_F2);
         EXPECT_TRUE(VideoRuns());
         const board::LcdPicture now = board.Lcd();
+        if (i < 3) ExpectLcd(references[i]);
         // Compared in the middle, where no clock runs.
         int same = 0;
         for (const board::LcdPicture& other : seen) {
@@ -143,6 +145,7 @@ TEST_F(LiveView, OnTheTvThereAreNoIconsAndNoKeys) {
     StartLive();
     program->Advance(5s);
     EXPECT_EQ(Drawn({0, 0, 320, 239}), 0);
+    ExpectLcd("tv");
     for (const int key : {VK_RETURN, VK_LEFT, VK_UP, VK_F2, VK_F3})
         program->Press(key);
     program->Advance(1s);

@@ -84,8 +84,12 @@ TEST_F(CamRecCtrlTest, ShowsZoomsAndTurns) {
         EXPECT_EQ(CV4L2_MXSPXPCTRL::GetInstance().GetDispWidth(), width);
         EXPECT_EQ(Pxp().source_height, height);
     }
+    // The one overlay of the process keeps the orientation it was left with.
+    const int turned = (CV4L2_MXSPXPCTRL::GetInstance().GetRotate() + 1) % 4;
     EXPECT_TRUE(m_controller->RotateCW());
-    EXPECT_TRUE(Until([this] { return Pxp().hflip; }));
+    EXPECT_TRUE(Until([&] { return CV4L2_MXSPXPCTRL::GetInstance().GetRotate() == turned; }));
+    EXPECT_EQ(Pxp().hflip, turned == PXP_ROTATE_HFlip);
+    EXPECT_EQ(Pxp().rotation, turned == PXP_ROTATE_180 ? 180U : 0U);
 
     // Not shown, as while a still is taken.
     m_controller->SetPictureStatus(false);

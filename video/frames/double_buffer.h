@@ -56,7 +56,6 @@ class CDoubleBuffer {
     int GetDataQueueSize();
     void PushEmptyQueue(CDoubleBufferData* data);
     CDoubleBufferData* PopEmptyQueue();
-    int GetEmptyQueueSize();
     // Where both queues are locked, the empty queue comes first.
     std::unique_lock<std::mutex> LockDataQueue() { return std::unique_lock<std::mutex>(*m_pDataQueueMutex); }
     std::unique_lock<std::mutex> LockEmptyQueue() { return std::unique_lock<std::mutex>(*m_pEmptyQueueMutex); }
