@@ -86,6 +86,7 @@ class CVarnoSVMain {
     void WatchVideo();
     void EndVideo();
     void TakeStill();
+    void WaitForStill();
     void UndoStillPreparation();
     void ShowFunnelCtrl(int command);
     bool InitCamera();

@@ -106,11 +106,13 @@ void CVarnoSVMain::CheckSpace() {
     if (GetAvailSpace() < kMinimumKib && m_bCanEnterSpaceAutoWarn) WarnNoSpace(true);
 }
 
-// Warns once: while the warning is up, ticks find m_bTimerContinue cleared.
+// Ends whatever is recorded. Ticks that run meanwhile find m_bTimerContinue cleared.
 void CVarnoSVMain::WarnNoSpace(bool trace) {
     m_bTimerContinue = false;
+    EnterMenu();
     if (trace) printf("WARNBOX_NoSpace\n");
     Varno::ReleaseVMCache(Varno::K_CACHE_PAGE);
+    ExitMenu();
     m_bTimerContinue = true;
     m_bCanEnterSpaceAutoWarn = false;
 }
@@ -118,8 +120,10 @@ void CVarnoSVMain::WarnNoSpace(bool trace) {
 void CVarnoSVMain::CheckPowerOff() {
     if (GetPowerOffStatus() == 0 || m_pwflag) return;
     m_pwflag = true;
+    EnterMenu();
     Varno::kernel().Sync();
     SetPowerOffStatus();
+    ExitMenu();
 }
 
 void CVarnoSVMain::DetectCamera() {
@@ -180,6 +184,7 @@ void CVarnoSVMain::EndVideo() {
     ChangeToNewState(CAM_STATUS_VIEW);
     if (m_pRecordingImageCtrl != nullptr) m_pRecordingImageCtrl->Show(SW_HIDE);
     ShowFunnelCtrl(SW_HIDE);
+    m_bCanEnterSpaceAutoWarn = false;
 }
 
 // The waits have no bound of their own: a camera that never comes back is ended by the watchdog.
@@ -192,8 +197,7 @@ void CVarnoSVMain::TakeStill() {
     ChangeToNewState(CAM_STATUS_VIEW);
     ShowFunnelCtrl(SW_SHOW);
     RefreshNextReg();
-    while (m_camctrl != nullptr && m_camctrl->GetSavingImageStatus())
-        Varno::SleepSignalsOpen(kPoll);
+    WaitForStill();
     printf("##########################################################\n");
     if (m_camctrl != nullptr) {
         m_camctrl->ChangeUVCResolution(true, kLiveWidth, kLiveHeight);
@@ -204,6 +208,15 @@ void CVarnoSVMain::TakeStill() {
     }
     m_bStillPrepared = false;
     ShowFunnelCtrl(SW_HIDE);
+}
+
+// A camera that was pulled meanwhile is looked for as often as in DETECT, sooner than its own thread would.
+void CVarnoSVMain::WaitForStill() {
+    constexpr int kPollsPerSearch = static_cast<int>(milliseconds(kPeriodMs) / kPoll);
+    for (int polls = 1; m_camctrl != nullptr && m_camctrl->GetSavingImageStatus(); ++polls) {
+        Varno::SleepSignalsOpen(kPoll);
+        if (polls % kPollsPerSearch == 0 && !CheckCamConnected()) m_camctrl->Start();
+    }
 }
 
 // A capture key outside live view, or a menu or an unplugged camera right after it, leaves the camera at still size

@@ -60,7 +60,7 @@ timeval ToTimeval(nanoseconds time) {
 }  // namespace
 
 CameraDevice::CameraDevice(Block& block, BoardClock& clock)
-    : block_(block), clock_(clock), controls_(CameraControls()) {}
+    : block_(block), clock_(clock), made_(clock.Monotonic()), controls_(CameraControls()) {}
 
 CameraState CameraDevice::State() const {
     const BlockLock lock(block_);
@@ -286,13 +286,18 @@ void CameraDevice::Render(std::uint8_t* frame) {
         lamp = block_.lamp;
     }
     const FrameRequest request = {static_cast<int>(width_), static_cast<int>(height_), sequence_,
-                                  clock_.Monotonic() - stream_start_, lamp};
-    if (!source_->Render(request, frame)) {
+                                  clock_.Monotonic() - made_, lamp};
+    const bool is_short = (state.faults & kShortFrame) != 0;
+    if (is_short) short_frame_.resize(queue_.BufferSize());
+    std::uint8_t* target = is_short ? short_frame_.data() : frame;
+    if (!source_->Render(request, target)) {
         PlugCamera(block_, false);
         source_.reset();
         return;
     }
-    ApplyControls(frame);
+    ApplyControls(target);
+    // What does not arrive leaves the buffer as it was.
+    if (is_short) std::memcpy(frame, target, queue_.BufferSize() / 2);
 }
 
 void CameraDevice::ApplyControls(std::uint8_t* frame) const {

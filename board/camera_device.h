@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "board/block.h"
 #include "board/board_clock.h"
@@ -50,6 +51,7 @@ class CameraDevice final : public Device {
 
     Block& block_;
     BoardClock& clock_;
+    const std::chrono::nanoseconds made_;
     mutable std::mutex mutex_;
     BufferQueue queue_{V4L2_BUF_TYPE_VIDEO_CAPTURE};
     ControlTable controls_;
@@ -60,6 +62,7 @@ class CameraDevice final : public Device {
     std::uint32_t sequence_ = 0;  // frames that have passed since the stream started
     std::string source_name_;
     std::unique_ptr<CameraSource> source_;
+    std::vector<std::uint8_t> short_frame_;  // the whole picture of which only a part arrives
 };
 
 // The second node that today's drivers make for the same camera: same name, only metadata. Capture formats are refused.

@@ -11,7 +11,7 @@ namespace board {
 struct FrameRequest {
     int width, height;              // 320x240 or 640x480
     std::uint32_t sequence;         // counts the camera's frames
-    std::chrono::nanoseconds time;  // since the stream started
+    std::chrono::nanoseconds time;  // since the camera was made
     int lamp;                       // PWM value of the lamp, 0 to 255
 };
 

@@ -223,8 +223,15 @@ void PanelServer::AddRoutes() {
     Get("/board", [this](const Request&, Response& response) {
         response.set_content(state_.Read().dump(-1, ' ', false, json::error_handler_t::replace), "application/json");
     });
-    server_->Patch("/board",
-                   [this](const Request& request, Response& response) { ChangeState(request.body, response); });
+    server_->Patch("/board", [this](const Request& request, Response& response, const httplib::ContentReader& reader) {
+        std::string body;
+        const auto append = [&body](const char* data, std::size_t length) {
+            body.append(data, length);
+            return true;
+        };
+        if (request.has_header("Content-Length") && !reader(append)) return;
+        ChangeState(body, response);
+    });
     Get("/log", [this](const Request& request, Response& response) { SendLog(request, response); });
     Post("/program/restart", [this](const Request&, Response& response) {
         if (program_.Restart()) {

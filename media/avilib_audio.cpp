@@ -1,6 +1,5 @@
 // Reading the audio tracks of a file.
 #include <algorithm>
-#include <climits>
 
 #include "media/avilib.h"
 #include "media/avilib_internal.h"

@@ -64,6 +64,9 @@ int avi_parse_input_file(avi_t* avi, int getIndex);
 bool avi_is_code(const unsigned char* tag);
 // Most index records a file that is read may have; a file of tiny chunks must not eat the memory of a small machine.
 constexpr int AVI_MAX_INDEX = 1 << 20;
+// Chunks that are looked at one after the other, of whatever kind: a file of nothing but empty chunks must not keep its
+// reader busy for minutes.
+constexpr int AVI_MAX_CHUNKS = 2 * AVI_MAX_INDEX;
 // Refills `idx` by walking the chunks from movi_start to `end`. 0, or -1 with error 8.
 int avi_rebuild_index(avi_t* avi, std::int64_t end);
 

@@ -58,7 +58,7 @@ int ReadIndex(avi_t* avi, TopLevel* top, std::int64_t offset, std::uint32_t leng
 // The first of each kind of chunk counts.
 int WalkTopLevel(avi_t* avi, TopLevel* top) {
     std::int64_t pos = AVI_LIST_HEADER;
-    for (;;) {
+    for (int chunks = 0; chunks < AVI_MAX_CHUNKS; ++chunks) {
         unsigned char header[AVI_LIST_HEADER] = {};
         const std::int64_t got = avi_read_at(avi, pos, header, sizeof header);
         if (got < 0) return avi_fail(AVI_ERR_READ);
@@ -80,6 +80,7 @@ int WalkTopLevel(avi_t* avi, TopLevel* top) {
         if (result < 0) return -1;
         pos = data_at + static_cast<std::int64_t>(avi_padded(length));
     }
+    return 0;
 }
 
 // A frame's width or height; bitmaps stored top line first have a negative height. 0 when it cannot be one.
@@ -157,7 +158,8 @@ class HeaderListParser {
             if (scale != 0) m_avi->fps = static_cast<double>(avi_get32(data + 24)) / scale;
         }
         // Only a claim, for files opened without their index.
-        if (size >= 36) m_avi->video_frames = ClampToInt(avi_get32(data + 32));
+        const auto most = static_cast<std::uint64_t>(m_avi->file_size / AVI_CHUNK_HEADER);
+        if (size >= 36) m_avi->video_frames = ClampToInt(std::min<std::uint64_t>(avi_get32(data + 32), most));
     }
 
     void StreamFormat(const unsigned char* data, std::size_t size, std::int64_t at) {

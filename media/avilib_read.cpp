@@ -1,11 +1,10 @@
 // Reading: opening a file, its video frames, and its chunks in file order.
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <climits>
 #include <new>
 
 #include "media/avilib.h"
@@ -119,7 +118,7 @@ long AVI_read_frame(avi_t* avi, char* buffer, int* keyframe) {
 int AVI_read_data(avi_t* avi, char* video, long maxVideo, char* audio, long maxAudio, long* bytes) {
     if (!avi_permitted(avi, AVI_MODE_READ)) return -1;
     *bytes = 0;
-    for (;;) {
+    for (int chunks = 0; chunks < AVI_MAX_CHUNKS; ++chunks) {
         unsigned char header[AVI_CHUNK_HEADER];
         const std::int64_t got = avi_read_at(avi, avi->read_pos, header, sizeof header);
         if (got < 0) return avi_fail(AVI_ERR_READ);
@@ -136,7 +135,7 @@ int AVI_read_data(avi_t* avi, char* video, long maxVideo, char* audio, long maxA
         const ChunkKind kind = KindOf(avi, header);
         if (kind == ChunkKind::kOther) continue;
         const bool is_video = kind == ChunkKind::kVideo;
-        *bytes = static_cast<long>(length);
+        *bytes = static_cast<long>(std::min<std::uint32_t>(length, INT_MAX));
         if (length > static_cast<std::uint64_t>(std::max(is_video ? maxVideo : maxAudio, 0L))) return -2;
         if (avi_read_at(avi, data_at, is_video ? video : audio, length) != std::int64_t{length}) {
             return avi_fail(AVI_ERR_READ);
@@ -145,4 +144,5 @@ int AVI_read_data(avi_t* avi, char* video, long maxVideo, char* audio, long maxA
         ++avi->video_pos;
         return 1;
     }
+    return 0;
 }

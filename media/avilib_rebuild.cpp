@@ -27,7 +27,7 @@ bool IsMediaTag(const unsigned char* tag) {
 int ScanChunks(avi_t* avi, std::int64_t end) {
     end = std::min<std::int64_t>(end, UINT32_MAX);  // what an index record can point to
     std::int64_t pos = avi->movi_start;
-    while (pos + AVI_CHUNK_HEADER <= end) {
+    for (int chunks = 0; chunks < AVI_MAX_CHUNKS && pos + AVI_CHUNK_HEADER <= end; ++chunks) {
         unsigned char header[AVI_CHUNK_HEADER];
         if (avi_read_at(avi, pos, header, sizeof header) != std::int64_t{sizeof header} || !avi_is_code(header)) break;
         if (avi_same_code(header, "LIST", 4)) {

@@ -110,6 +110,7 @@ avi_t* AVI_open_output_file(const char* filename) {
     if (!avi_write_parts(avi->fdes, &header, 1)) {
         const int error = errno;
         Varno::kernel().Close(avi->fdes);
+        unlink(Varno::kernel().Path(filename).c_str());
         errno = error;
         AVI_errno = AVI_ERR_WRITE;
         return nullptr;

@@ -1,5 +1,7 @@
 #include "media/varno_avi_saver.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
 #include <new>
@@ -20,7 +22,6 @@ constexpr int kLeastSpaceKib = 2049;
 constexpr int kFramesPerSpaceCheck = 10;
 constexpr int kFramesPerSync = 15;
 constexpr double kDefaultFramerate = 25.0;
-constexpr std::chrono::seconds kLongestBegin{1};
 constexpr char kCompressor[] = "YUY2";
 
 }  // namespace
@@ -90,7 +91,10 @@ bool CVarnoAVISaver::OpenRecordFile(const std::string& path, int fps) {
     if (m_pavi_file) AVI_set_video(m_pavi_file, m_nWidth, m_nHeight, fps, kCompressor);
     if (!m_pavi_file || AVI_errno != AVI_ERR_NONE) {
         std::printf("Error:(%s) open avi file %s\n", AVI_strerror(), path.c_str());
-        if (m_pavi_file) CloseRecordFile();
+        if (m_pavi_file) {
+            CloseRecordFile();
+            unlink(Varno::kernel().Path(path).c_str());
+        }
         return false;
     }
     m_nAddframes = 0;
@@ -135,7 +139,7 @@ void CVarnoAVISaver::StopThread() {
 // So that a recording that was started is seen to run.
 void CVarnoAVISaver::WaitForWriter() {
     std::unique_lock<std::mutex> lock(m_beginLock);
-    m_begin.wait_for(lock, kLongestBegin, [this] { return m_begun; });
+    m_begin.wait(lock, [this] { return m_begun; });
 }
 
 void* CVarnoAVISaver::thread_start(void* self) {

@@ -108,12 +108,12 @@ SettingsFile::State SettingsFile::LoadDocument() {
     m_document = std::make_unique<TiXmlDocument>();
     std::string text;
     if (!ReadFile(Varno::kernel().Path(m_path), text)) {
-        m_load_error = std::strerror(errno);
+        m_load_error = "Failed to open file";  // the parser's own words, here and below
         return errno == ENOENT ? State::Missing : State::Unreadable;
     }
     if (text.compare(0, 3, kByteOrderMark) == 0) text.erase(0, 3);
     if (text.find_first_not_of(" \t\r\n") == std::string::npos) {
-        m_load_error = "Document is empty.";
+        m_load_error = "Error document empty.";
         return State::Missing;  // there is nothing in it to lose
     }
     if (const char* reason = Unacceptable(text)) {

@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "media/avilib_internal.h"
 #include "tests/media/avi_file.h"
 #include "tests/media/test_kernel.h"
 
@@ -106,6 +107,10 @@ TEST_F(AviReadTest, WithoutIndexOnlyChunksInOrder) {
 TEST_F(AviReadTest, RefusedFiles) {
     const std::string movi = List("movi", kFrames);
     std::string nine_tracks;
+    // Empty chunks without end, the frames only after them: looking at each would keep the user waiting for minutes.
+    std::string idle;
+    for (int i = 0; i < AVI_MAX_CHUNKS; ++i)
+        idle += Chunk("JUNK", "");
     for (int i = 0; i < 9; ++i)
         nine_tracks += Stream("auds", std::string(16, '\1'));
     const struct {
@@ -129,6 +134,8 @@ TEST_F(AviReadTest, RefusedFiles) {
         {"frames of another stream", Riff(kHeaderList + List("movi", Chunk("01db", "x"))), AVI_ERR_NO_VIDS},
         {"all frames beyond the end", Riff(kHeaderList + List("movi", "00db" + Le32(0x7FFFFFFF) + "x")),
          AVI_ERR_NO_VIDS},
+        {"millions of chunks before the movi list", Riff(kHeaderList + idle + movi), AVI_ERR_NO_MOVI},
+        {"millions of chunks before the frames", Riff(kHeaderList + List("movi", idle + kFrames)), AVI_ERR_NO_VIDS},
         {"a movi list that is too short", Riff(kHeaderList + "LIST" + Le32(2) + "mo"), AVI_ERR_NO_MOVI},
     };
     for (const auto& test : cases) {

@@ -160,9 +160,12 @@ TEST_F(AviSaverTest, FileThatCannotBeOpened) {
     EXPECT_FALSE(m_saver->StartRecord(path.c_str(), 30));
     EXPECT_FALSE(m_saver->IsRecording());
     // A first header that cannot be written would leave a clip that nobody can read after a cut.
-    m_kernel.FailWrites(2, ENOSPC);
-    EXPECT_FALSE(m_saver->StartRecord(m_path.c_str(), 30));
-    m_kernel.FailWrites(0, 0);
+    for (const int write : {1, 2}) {
+        m_kernel.FailWrites(write, ENOSPC);
+        EXPECT_FALSE(m_saver->StartRecord(m_path.c_str(), 30));
+        m_kernel.FailWrites(0, 0);
+        EXPECT_FALSE(std::filesystem::exists(m_path)) << write;
+    }
     EXPECT_EQ(CVarnoAVISaver::CreateNew(0, 8), nullptr);
     const std::string printed = Printed();
     EXPECT_NE(printed.find("Error:(avilib - Error opening AVI file - No such file or directory) open avi file " + path +

@@ -101,6 +101,8 @@ TEST_F(Capture, LimitOfTheSpaceIs2048KiB) {
     SetCardSpace(2047);
     program->Advance(1s);
     EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), 1);
+    ExpectLiveView();
+    program->Advance(3s);
     ExpectLcd("no_space");
     program->Press(VK_RETURN);
     ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n"));
@@ -196,6 +198,30 @@ TEST_F(Capture, CameraPulledWhileRecordingEndsTheVideo) {
     const std::string video = CardFile(CardFiles()[0]);
     EXPECT_EQ(Word(video, 4) + 8, video.size());
     EXPECT_GT(Word(video, 48), 20U);
+}
+
+TEST_F(Capture, WarningsEndTheVideoWhole) {
+    StartLive();
+    ChooseVideo();
+    std::size_t videos = 0;
+    const auto record_until = [&](const std::function<void()>& event, const char* printed) {
+        SCOPED_TRACE(printed);
+        program->Press(VK_RETURN);
+        ASSERT_TRUE(RunUntilState("REC_VIDEO"));
+        program->Advance(2s);
+        const std::size_t from = program->Output().size();
+        event();
+        board.Folder().Sync();
+        ASSERT_TRUE(program->RunUntilPrinted(printed, from));
+        ExpectLiveView();
+        ASSERT_THAT(CardFiles(), SizeIs(++videos));
+        const std::string video = CardFile(CardFiles().back());
+        EXPECT_EQ(Word(video, 4) + 8, video.size());
+        EXPECT_GT(Word(video, 48), 20U);
+    };
+    record_until([&] { SetCardSpace(2000); }, "WARNBOX_NoSpace\n");
+    SetCardSpace(100000);
+    record_until([&] { board.Set(&board::Block::power_off_requested, true); }, "SetPowerOffStatus\n");
 }
 
 TEST_F(Capture, StillOfALostCameraIsEndedByTheWatchdog) {

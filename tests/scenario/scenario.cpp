@@ -139,11 +139,6 @@ int ScenarioTest::Printed(const std::string& text) {
 
 }  // namespace scenario
 
-// For the leak sanitizer, in programs that are built with it: the font library keeps a few bytes of its first set-up.
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libfontconfig\n";
-}
-
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     for (int i = 1; i < argc; ++i) {

@@ -99,7 +99,7 @@ TEST_F(Settings, FirstStartWithoutAFile) {
     testing::internal::CaptureStdout();
     store.InitConfigFile();
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                HasSubstr("Error in varnosvconf.xml: No such file or directory\n"));
+                HasSubstr("Error in varnosvconf.xml: Failed to open file\n"));
     EXPECT_EQ(kernel.Flushes(), 2) << "one write: the file and its directory";
     const std::string file = File();
     EXPECT_EQ(Count(file, "<StringTable "), 40);

@@ -15,13 +15,14 @@ class CVarnoUICtrlPowerIcon final : public CMWUIBase {
     bool Init() override;
     void Deinit() override;
     LRESULT WindowProc(HWND hwnd, UINT msg, WPARAM wparam, LPARAM lparam) override;
+    // Reads the battery at once, if the icon shows, and from then on every 2 s.
+    bool InitCheckTimer();
 
   private:
     bool InitBatteryIcon();
     void DeinitBatteryIcon();
     void InitPlugStatic();
     void DeinitPlugStatic();
-    bool InitCheckTimer();
     void DeinitCheckTimer();
     static void CALLBACK timerproc(HWND hwnd, UINT msg, UINT id, DWORD time);
     void CheckBattery();
