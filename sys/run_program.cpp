@@ -117,6 +117,7 @@ pid_t StartChild(const RunProgramPipe& pipe, char* const* arguments) {
     sigaddset(&ending, SIGTERM);
     sigset_t before;
     pthread_sigmask(SIG_BLOCK, &ending, &before);
+    std::fflush(stdout);  // or the child would have a copy of what waits to be printed
     const pid_t child = fork();
     if (child == 0) RunChild(pipe, arguments);
     const int error = errno;

@@ -58,7 +58,8 @@ class CVarnoCamRecCtrl {
 
   private:
     // What of the camera's picture is to be shown, in pixels; small enough to be read and written as one.
-    struct ZoomSize {
+    // Aligned as a word, so that it is read and written as one without a lock.
+    struct alignas(4) ZoomSize {
         std::uint16_t cx;
         std::uint16_t cy;
     };

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -14,10 +15,12 @@ TEST(MovedClockTest, SleepersWakeInOrderAtTheirExactTimes) {
     support::MovedClock clock;
     const auto start = clock.Monotonic();
     EXPECT_GT(start.count(), 0);
-    std::vector<std::pair<int, long>> wakes;  // who, and when; written by one thread at a time
+    std::vector<std::pair<int, long>> wakes;  // who, and when
+    std::mutex lock;
     const auto sleeper = [&](int name, int period, int times) {
         for (int i = 0; i < times; ++i) {
             clock.Sleep(milliseconds(period));
+            const std::lock_guard<std::mutex> guard(lock);
             wakes.emplace_back(name, (clock.Monotonic() - start) / milliseconds(1));
         }
     };

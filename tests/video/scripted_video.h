@@ -3,6 +3,7 @@
 
 #include <linux/videodev2.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -33,7 +34,7 @@ class ScriptedVideo final : public FakeKernel {
     v4l2_queryctrl control{};           // the one control there is
     int control_value = 0;
     int writable = 1;
-    bool quiet = false;  // answers without recording, and so without allocating
+    std::atomic<bool> quiet{false};  // answers without recording, and so without allocating
     int mappings = 0;
     std::vector<std::pair<unsigned, int>> written_controls;
 
