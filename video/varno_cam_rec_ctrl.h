@@ -57,8 +57,8 @@ class CVarnoCamRecCtrl {
     void SetPXPStatus(bool closed);
 
   private:
-    // What of the camera's picture is to be shown, in pixels; small enough to be read and written as one.
-    // Aligned as a word, so that it is read and written as one without a lock.
+    // What of the camera's picture is to be shown, in pixels. One aligned word, so that it is read and written as one
+    // without a lock.
     struct alignas(4) ZoomSize {
         std::uint16_t cx;
         std::uint16_t cy;
