@@ -65,7 +65,7 @@ TEST_F(PaintTest, ChangesRepaintExactlyWhatTheyUncover) {
     RunUntilIdle();
     windows = {back, low, high};
     LogPaintedAreas();
-    const auto painted = [this] {
+    const auto painted = [] {
         RunUntilIdle();
         return TakeLog();
     };
