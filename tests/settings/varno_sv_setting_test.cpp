@@ -98,8 +98,7 @@ TEST_F(Settings, ShippedFileIsCompleteAndSurvivesByteForByte) {
 TEST_F(Settings, FirstStartWithoutAFile) {
     testing::internal::CaptureStdout();
     store.InitConfigFile();
-    EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                HasSubstr("Error in varnosvconf.xml: Failed to open file\n"));
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), HasSubstr("Error in varnosvconf.xml: Failed to open file\n"));
     EXPECT_EQ(kernel.Flushes(), 2) << "one write: the file and its directory";
     const std::string file = File();
     EXPECT_EQ(Count(file, "<StringTable "), 40);
