@@ -39,7 +39,7 @@ bool DecodeUtf8(const unsigned char* bytes, std::size_t length, std::u32string& 
 
 // The character of one two-byte GBK code; kNoCharacter when there is none, or no converter is installed.
 char32_t DecodeGbkPair(const unsigned char* pair) {
-    static const iconv_t converter = iconv_open("UCS-4BE", "GBK");
+    static iconv_t converter = iconv_open("UCS-4BE", "GBK");
     if (converter == reinterpret_cast<iconv_t>(-1)) return kNoCharacter;
     char in[2] = {static_cast<char>(pair[0]), static_cast<char>(pair[1])};
     unsigned char out[4];
