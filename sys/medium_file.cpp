@@ -44,7 +44,8 @@ std::unique_ptr<MediumFile> MediumFile::CreateNew(const std::string& path) {
     return nullptr;
 }
 
-MediumFile::MediumFile(const std::string& path) : m_path(path), m_temporary(path + ".part") {}
+// One name for all: what a power cut leaves behind is overwritten by the next file.
+MediumFile::MediumFile(const std::string& path) : m_path(path), m_temporary(DirectoryOf(path) + "/unfinished.part") {}
 
 MediumFile::~MediumFile() {
     Remove();

@@ -11,7 +11,7 @@
 namespace Varno {
 
 // Writes a file beside its final name and gives it that name only once every byte lies safely on the medium; a file of
-// that name that existed before stays until then. One thread.
+// that name that existed before stays until then. One thread; one file at a time in a directory.
 class MediumFile {
   public:
     // Opens the file that Commit will name `path`, a path on the device. Null, with errno set, when it cannot be

@@ -164,6 +164,32 @@ TEST_F(CameraDeviceTest, FaultsShowAsADriverShowsThem) {
     }
 }
 
+TEST_F(CameraDeviceTest, AShortFrameLeavesTheRestOfTheBuffer) {
+    VideoNode camera = Open();
+    unsigned char* data = camera.Start(320, 240, V4L2_PIX_FMT_YUYV);
+    ASSERT_NE(data, nullptr);
+    std::fill_n(data, 153600, 0xAB);
+    board.SetCameraFaults(board::kShortFrame);
+    ASSERT_EQ(Answer([&] { return camera.Wait(1000); }), 1);
+    ASSERT_EQ(camera.Buffer(VIDIOC_DQBUF), 0);
+    EXPECT_LT(std::count(data, data + 76800, 0xAB), 7680);
+    EXPECT_EQ(std::count(data + 76800, data + 153600, 0xAB), 76800);
+}
+
+TEST_F(CameraDeviceTest, TheSceneGoesOnBetweenStreams) {
+    std::vector<unsigned char> first[2];
+    for (auto& frame : first) {
+        VideoNode camera = Open();
+        const unsigned char* data = camera.Start(320, 240, V4L2_PIX_FMT_YUYV);
+        ASSERT_NE(data, nullptr);
+        ASSERT_EQ(Answer([&] { return camera.Wait(1000); }), 1);
+        ASSERT_EQ(camera.Buffer(VIDIOC_DQBUF), 0);
+        frame.assign(data, data + 153600);
+        board.Clock().Advance(milliseconds(500));
+    }
+    EXPECT_NE(first[0], first[1]);
+}
+
 TEST_F(CameraDeviceTest, UnpluggedInAnyStateEveryCallSaysSo) {
     for (const bool streaming : {false, true}) {
         VideoNode camera = Open();

@@ -268,7 +268,7 @@ TEST_F(Settings, FailedSaveKeepsTheOldFile) {
         EXPECT_EQ(store.GetXMLConfLangItemVal(10099, "new"), "new");
         EXPECT_EQ(testing::internal::GetCapturedStdout(), c.message);
         EXPECT_EQ(File(), before);
-        EXPECT_FALSE(kernel.Exists(std::string(kFile) + ".part"));
+        EXPECT_FALSE(kernel.Exists(std::string("unfinished.part")));
     }
     EXPECT_EQ(store.GetXMLConfLangItemVal(10099, "new"), "new");
     EXPECT_THAT(File(), HasSubstr("ID=\"10099\" string=\"new\""));

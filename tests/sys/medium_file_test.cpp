@@ -9,7 +9,7 @@ namespace {
 using Call = support::FakeKernel::Call;
 
 constexpr char kPath[] = "/media/sd/DCIM/5F3A1B2C.jpg";
-constexpr char kTemporary[] = "/media/sd/DCIM/5F3A1B2C.jpg.part";
+constexpr char kTemporary[] = "/media/sd/DCIM/unfinished.part";
 
 class MediumFile : public testing::Test {
   protected:
@@ -25,6 +25,7 @@ class MediumFile : public testing::Test {
 
 TEST_F(MediumFile, AppearsWholeAtCommit) {
     kernel.Put(kPath, "before");
+    kernel.Put(kTemporary, "left by a power cut");
     kernel.write_limit = 10000;
     auto file = Varno::MediumFile::CreateNew(kPath);
     ASSERT_TRUE(file);
