@@ -20,7 +20,8 @@ class Warnings : public ScenarioTest {
   protected:
     // Runs until the text is printed from now on.
     bool RunUntilNext(const std::string& text) { return program->RunUntilPrinted(text, program->Output().size()); }
-    bool WarningShows() { return Drawn({0, 146, 320, 216}) == 320 * 70 && State() == "STOP"; }
+    // The band below the text of a warning is on the LCD.
+    bool WarningShows() { return (board.Lcd()[152 * 320 + 3] & 0xFFFFFFU) == 0x14181CU && State() == "STOP"; }
     // Waits for the no-space warning and leaves it as a user does.
     void LeaveNoSpace() {
         ASSERT_TRUE(program->RunUntil([this] { return WarningShows(); }, 5s));
