@@ -1,0 +1,55 @@
+#include "bench/device/resident.h"
+
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+namespace device {
+namespace {
+
+constexpr std::uint64_t kAddressSpace = std::uint64_t{1} << 32;
+
+// Calls visit(start, line) for every line of a list of mappings; `start` is the address of the mapping it belongs to.
+template <typename Visit>
+void ForEachLine(const char* path, Visit visit) {
+    std::FILE* file = std::fopen(path, "re");
+    if (!file) return;
+    char line[512];
+    std::uint64_t start = 0;
+    while (std::fgets(line, sizeof line, file)) {
+        std::uint64_t address = 0;
+        std::uint64_t end = 0;
+        if (std::sscanf(line, "%" SCNx64 "-%" SCNx64 " ", &address, &end) == 2) start = address;
+        visit(start, line);
+    }
+    std::fclose(file);
+}
+
+// Where the program itself is mapped, in the addresses of that list.
+std::uint64_t ProgramStart(const char* path) {
+    std::uint64_t found = 0;
+    ForEachLine(path, [&found](std::uint64_t start, const char* line) {
+        if (found == 0 && std::strstr(line, "/device_work")) found = start;
+    });
+    return found;
+}
+
+}  // namespace
+
+// The emulator translates the addresses in /proc/self/maps to those of the emulated program, and leaves those in
+// /proc/self/smaps as they are: the difference is where its address space begins.
+long ResidentKib() {
+    const std::uint64_t in_program = ProgramStart("/proc/self/maps");
+    const std::uint64_t in_process = ProgramStart("/proc/self/smaps");
+    if (in_program == 0 || in_process == 0) return -1;
+    const std::uint64_t base = in_process - in_program;
+    long sum = 0;
+    ForEachLine("/proc/self/smaps", [&](std::uint64_t start, const char* line) {
+        long resident = 0;
+        if (start - base < kAddressSpace && std::sscanf(line, "Rss: %ld kB", &resident) == 1) sum += resident;
+    });
+    return sum;
+}
+
+}  // namespace device
