@@ -16,6 +16,9 @@ namespace device {
 // earliest wake-up goes on, and the clock is moved there. The link wraps pthread_create, pthread_join,
 // pthread_cond_timedwait, the operations of std::condition_variable and time(2) in the program's own objects (see
 // CMakeLists.txt), so that all its waiting ends up here. All members are for the thread that has the turn.
+//
+// Whoever passes the turn on needs some 160 instructions more before it sleeps. When the process ends just then, they
+// are missing from the count.
 class Turns {
   public:
     using Time = std::chrono::nanoseconds;
