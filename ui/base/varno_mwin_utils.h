@@ -30,7 +30,8 @@ HBRUSH SolidBrush(COLORREF color);
 // A font of one face and line height, in pixels; the caller's to delete. Null when the height is not positive.
 HFONT CreateFaceFont(const char* face, int height, int weight);
 
-// Loads the shared busy picture (again); always true, also when the file is missing and nothing will be seen.
+// Makes the shared busy picture ready (again), which is decoded when it is first shown; always true, also when the file
+// is missing and nothing will be seen.
 bool InitFunnelCtrl();
 void DeinitFunnelCtrl();
 // Shows or hides the busy picture in the middle of the screen, over everything, visible at once. Not counted.
