@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
 #include <limits>
 #include <memory>
-#include <sstream>
 
 #include "sys/kernel.h"
 #include "sys/node_file.h"
@@ -47,6 +47,10 @@ long CardNumber(const std::string& name) {
     return std::strtol(name.c_str() + kPrefixLength, nullptr, 10);
 }
 
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
 struct DirectoryCloser {
     void operator()(DIR* directory) const { closedir(directory); }
 };
@@ -70,16 +74,22 @@ std::string FirstPartition() {
 }  // namespace
 
 std::string GetMountpoint(const std::string& device, const std::string& fstype) {
-    std::ifstream mounts(kernel().Path("/proc/mounts"));
-    for (std::string line; std::getline(mounts, line);) {
-        std::istringstream fields(line);
-        std::string source;
-        std::string directory;
-        std::string type;
-        fields >> source >> directory >> type;
-        if (type == fstype && Unescaped(source) == device) return Unescaped(directory);
+    // Several times with every tick: no stream, whose construction would cost more than all the rest.
+    const std::unique_ptr<std::FILE, FileCloser> mounts(std::fopen(kernel().Path("/proc/mounts").c_str(), "re"));
+    if (!mounts) return {};
+    std::string found;
+    char* line = nullptr;
+    std::size_t size = 0;
+    while (found.empty() && getline(&line, &size, mounts.get()) > 0) {
+        constexpr char kBlanks[] = " \t\n";
+        char* rest = nullptr;
+        const char* const source = strtok_r(line, kBlanks, &rest);
+        const char* const directory = strtok_r(nullptr, kBlanks, &rest);
+        const char* const type = strtok_r(nullptr, kBlanks, &rest);
+        if (type && fstype == type && Unescaped(source) == device) found = Unescaped(directory);
     }
-    return {};
+    std::free(line);
+    return found;
 }
 
 std::string GetNandDataPart() {

@@ -32,11 +32,6 @@ int Fail(int error) {
 }  // namespace
 
 DeviceKernel::DeviceKernel(std::string root) : m_turns(Turns::Instance()), m_root(std::move(root)) {
-    // A luma ramp with some colour: what is in the picture makes no difference to the program's work on live frames.
-    m_camera.memory.resize(kBufferBytes);
-    for (std::size_t i = 0; i < m_camera.memory.size(); ++i)
-        m_camera.memory[i] = static_cast<unsigned char>(i % 2 == 0 ? i / 256 : 112 + i % 32);
-    m_pipeline.memory.resize(kBufferBytes);
     Varno::InstallKernel(*this);
 }
 
@@ -143,7 +138,10 @@ int DeviceKernel::VideoIoctl(VideoNode& node, unsigned long request, void* argum
 
 void* DeviceKernel::Map(int fd, std::size_t length, off_t /*offset*/) {
     if (length > kBufferBytes) return MAP_FAILED;
-    return (fd == kPipeline ? m_pipeline : m_camera).memory.data();
+    // Black throughout: what is in a picture makes no difference to the work on live frames.
+    VideoNode& node = fd == kPipeline ? m_pipeline : m_camera;
+    node.memory.resize(kBufferBytes);
+    return node.memory.data();
 }
 
 int DeviceKernel::WaitReadable(int fd, std::chrono::milliseconds timeout) {

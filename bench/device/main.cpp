@@ -112,6 +112,7 @@ void Tick(int repeats) {
     Session::Play(
         [](Session& session, int ticks) {
             session.RunToLiveView();
+            session.Run(seconds(12));  // by then the clock has shown every digit once
             const bool live = session.Kernel().FramesShown() > 0;
             Turns::Instance().FreezeOthers();
             session.Run(ticks * milliseconds(200));
