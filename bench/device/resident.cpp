@@ -8,7 +8,7 @@
 namespace device {
 namespace {
 
-constexpr std::uint64_t kAddressSpace = std::uint64_t{1} << 32;
+constexpr std::uint64_t kAddressSpace = UINTPTR_MAX;
 
 // Calls visit(start, line) for every line of a list of mappings; `start` is the address of the mapping it belongs to.
 template <typename Visit>
@@ -47,7 +47,7 @@ long ResidentKib() {
     long sum = 0;
     ForEachLine("/proc/self/smaps", [&](std::uint64_t start, const char* line) {
         long resident = 0;
-        if (start - base < kAddressSpace && std::sscanf(line, "Rss: %ld kB", &resident) == 1) sum += resident;
+        if (start - base <= kAddressSpace && std::sscanf(line, "Rss: %ld kB", &resident) == 1) sum += resident;
     });
     return sum;
 }
