@@ -153,7 +153,7 @@ int DeviceKernel::WaitReadable(int fd, std::chrono::milliseconds timeout) {
 }
 
 int DeviceKernel::System(const char* /*command*/) {
-    return m_real ? m_real->System("true") : 0;
+    return m_use_stack ? m_linux.System("true") : 0;
 }
 
 int DeviceKernel::Exec(const char* /*file*/, char* const* /*arguments*/) {
@@ -161,7 +161,7 @@ int DeviceKernel::Exec(const char* /*file*/, char* const* /*arguments*/) {
 }
 
 int DeviceKernel::StatFs(const char* /*path*/, struct statfs* result) {
-    if (m_real) m_real->StatFs(".", result);
+    if (m_use_stack) m_linux.StatFs(".", result);
     result->f_bsize = 32768;
     result->f_bavail = 100000;
     return 0;

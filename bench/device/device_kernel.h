@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cstddef>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -32,7 +31,7 @@ class DeviceKernel final : public Varno::Kernel {
     void FillMedia() { m_media_full = true; }
     // From now on shell commands and questions for space also go through the board's own kernel, for the stack they
     // take.
-    void UseStack() { m_real = std::make_unique<Varno::LinuxKernel>(); }
+    void UseStack() { m_use_stack = true; }
     // Called when the program opens the watchdog, which its first tick does first of all.
     void (*on_watchdog_opened)() = nullptr;
     // Frames that were given to the pixel pipeline and to files so far.
@@ -78,7 +77,8 @@ class DeviceKernel final : public Varno::Kernel {
     VideoNode m_pipeline;
     bool m_plugged = true;
     bool m_media_full = false;
-    std::unique_ptr<Varno::LinuxKernel> m_real;
+    bool m_use_stack = false;
+    Varno::LinuxKernel m_linux;
     int m_frames_written = 0;
     Turns::Time m_last_frame{0};
     std::map<unsigned long, Fault> m_faults;

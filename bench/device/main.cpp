@@ -187,7 +187,7 @@ constexpr Work kWorks[] = {
 int main(int argc, char** argv) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     Turns::Instance();
-    const int repeats = argc == 3 ? std::atoi(argv[2]) : 0;
+    const int repeats = argc == 3 ? static_cast<int>(std::strtol(argv[2], nullptr, 10)) : 0;
     for (const Work& work : kWorks) {
         if (argc == 3 && std::strcmp(argv[1], work.name) == 0) {
             work.run(repeats);

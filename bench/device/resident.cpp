@@ -1,8 +1,8 @@
 #include "bench/device/resident.h"
 
-#include <cinttypes>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace device {
@@ -18,9 +18,9 @@ void ForEachLine(const char* path, Visit visit) {
     char line[512];
     std::uint64_t start = 0;
     while (std::fgets(line, sizeof line, file)) {
-        std::uint64_t address = 0;
-        std::uint64_t end = 0;
-        if (std::sscanf(line, "%" SCNx64 "-%" SCNx64 " ", &address, &end) == 2) start = address;
+        char* end = nullptr;
+        const std::uint64_t address = std::strtoull(line, &end, 16);
+        if (end != line && *end == '-') start = address;
         visit(start, line);
     }
     std::fclose(file);
@@ -46,8 +46,9 @@ long ResidentKib() {
     const std::uint64_t base = in_process - in_program;
     long sum = 0;
     ForEachLine("/proc/self/smaps", [&](std::uint64_t start, const char* line) {
-        long resident = 0;
-        if (start - base <= kAddressSpace && std::sscanf(line, "Rss: %ld kB", &resident) == 1) sum += resident;
+        constexpr char kRss[] = "Rss:";
+        if (start - base > kAddressSpace || std::strncmp(line, kRss, sizeof kRss - 1) != 0) return;
+        sum += std::strtol(line + sizeof kRss - 1, nullptr, 10);
     });
     return sum;
 }
