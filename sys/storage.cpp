@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <memory>
+#include <string_view>
 
 #include "sys/kernel.h"
 #include "sys/node_file.h"
@@ -23,14 +23,25 @@ constexpr char kCardPrefix[] = "mmcblk";
 constexpr char kMediaType[] = "vfat";
 constexpr char kNandDevice[] = "/dev/loop0";
 
+// Cuts the next field off a line of /proc/mounts; empty at its end.
+std::string_view TakeField(std::string_view& line) {
+    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n'; };
+    const auto begin = std::find_if_not(line.begin(), line.end(), blank);
+    const auto end = std::find_if(begin, line.end(), blank);
+    const std::string_view field =
+        line.substr(static_cast<std::size_t>(begin - line.begin()), static_cast<std::size_t>(end - begin));
+    line.remove_prefix(static_cast<std::size_t>(end - line.begin()));
+    return field;
+}
+
 // A field of /proc/mounts: blanks, tabs, newlines, backslashes and hashes stand there as a backslash and three octal
 // digits.
-std::string Unescaped(const std::string& field) {
+std::string Unescaped(std::string_view field) {
     const auto octal = [&field](std::size_t i) { return i < field.size() && field[i] >= '0' && field[i] <= '7'; };
     std::string text;
     for (std::size_t i = 0; i < field.size(); ++i) {
         if (field[i] == '\\' && octal(i + 1) && octal(i + 2) && octal(i + 3)) {
-            text += static_cast<char>(std::strtol(field.substr(i + 1, 3).c_str(), nullptr, 8));
+            text += static_cast<char>(std::strtol(std::string(field.substr(i + 1, 3)).c_str(), nullptr, 8));
             i += 3;
         } else {
             text += field[i];
@@ -80,13 +91,12 @@ std::string GetMountpoint(const std::string& device, const std::string& fstype) 
     std::string found;
     char* line = nullptr;
     std::size_t size = 0;
-    while (found.empty() && getline(&line, &size, mounts.get()) > 0) {
-        constexpr char kBlanks[] = " \t\n";
-        char* rest = nullptr;
-        const char* const source = strtok_r(line, kBlanks, &rest);
-        const char* const directory = strtok_r(nullptr, kBlanks, &rest);
-        const char* const type = strtok_r(nullptr, kBlanks, &rest);
-        if (type && fstype == type && Unescaped(source) == device) found = Unescaped(directory);
+    ssize_t length = 0;
+    while (found.empty() && (length = getline(&line, &size, mounts.get())) > 0) {
+        std::string_view rest(line, static_cast<std::size_t>(length));
+        const std::string_view source = TakeField(rest);
+        const std::string_view directory = TakeField(rest);
+        if (TakeField(rest) == fstype && Unescaped(source) == device) found = Unescaped(directory);
     }
     std::free(line);
     return found;
