@@ -25,7 +25,7 @@ using std::chrono::seconds;
 
 [[noreturn]] void Finish(bool done, const char* what) {
     if (!done) std::fprintf(stderr, "device_work: %s\n", what);
-    std::_Exit(done ? EXIT_SUCCESS : EXIT_FAILURE);
+    Turns::End(done ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
 // Shapes with edges under sensor noise, in whole numbers only: this processor has no others.

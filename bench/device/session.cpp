@@ -62,8 +62,9 @@ void Session::Play(Script script, int repeats) {
 
 void* Session::RunScript(void* self) {
     auto* session = static_cast<Session*>(self);
+    Turns::Instance().NameThread("script");
     session->m_script(*session, session->m_repeats);
-    std::_Exit(EXIT_SUCCESS);
+    Turns::End(EXIT_SUCCESS);
 }
 
 void Session::Run(milliseconds time) {

@@ -119,6 +119,12 @@ void Turns::Notify(const void* object, bool all) {
     }
 }
 
+void Turns::End(int status) {
+    constexpr std::timespec kMoment{0, 20000000};
+    nanosleep(&kMoment, nullptr);
+    std::_Exit(status);
+}
+
 void Turns::FreezeOthers() {
     for (const auto& thread : m_threads)
         thread->frozen = thread != m_threads.front() && thread.get() != t_self;
@@ -129,14 +135,24 @@ void Turns::NameThread(const char* name) {
     if (!me->name) me->name = name;
 }
 
+// A thread that ended before it did anything to be known by is called like others of the same worker object.
+const char* Turns::NameOf(const Thread& thread) const {
+    if (thread.name) return thread.name;
+    for (const auto& other : m_threads) {
+        if (other->name && other->argument == thread.argument) return other->name;
+    }
+    return "stack-unnamed";
+}
+
 std::vector<Turns::StackUse> Turns::StackUses() const {
     std::vector<StackUse> uses;
     for (const auto& thread : m_threads) {
-        if (!thread->stack || !thread->name) continue;
-        const auto same = [&](const StackUse& use) { return std::strcmp(use.name, thread->name) == 0; };
+        if (!thread->stack) continue;
+        const char* const name = NameOf(*thread);
+        const auto same = [name](const StackUse& use) { return std::strcmp(use.name, name) == 0; };
         const auto known = std::find_if(uses.begin(), uses.end(), same);
         if (known == uses.end()) {
-            uses.push_back({thread->name, thread->DeepestUse()});
+            uses.push_back({name, thread->DeepestUse()});
         } else {
             known->deepest = std::max(known->deepest, thread->DeepestUse());
         }

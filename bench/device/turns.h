@@ -16,9 +16,6 @@ namespace device {
 // earliest wake-up goes on, and the clock is moved there. The link wraps pthread_create, pthread_join,
 // pthread_cond_timedwait, the operations of std::condition_variable and time(2) in the program's own objects (see
 // CMakeLists.txt), so that all its waiting ends up here. All members are for the thread that has the turn.
-//
-// Whoever passes the turn on needs some 160 instructions more before it sleeps. When the process ends just then, they
-// are missing from the count.
 class Turns {
   public:
     using Time = std::chrono::nanoseconds;
@@ -34,6 +31,10 @@ class Turns {
     bool Wait(const void* object, Time deadline);
     // Wakes one or all of the threads that wait for `object`.
     void Notify(const void* object, bool all);
+    // Ends the process at once. Whoever passed the turn on last needs some 160 instructions more before it sleeps; it
+    // is given a moment for them, so that they are in every count.
+    [[noreturn]] static void End(int status);
+
     // From now on only the process's first thread and the calling one get a turn.
     void FreezeOthers();
 
@@ -45,7 +46,7 @@ class Turns {
         const char* name;
         std::size_t deepest;  // bytes below the thread's first frame
     };
-    // The deepest use of every named kind of thread so far.
+    // The deepest use of every kind of thread so far; those without a name are one kind.
     std::vector<StackUse> StackUses() const;
 
     // What stands in for the wrapped functions.
@@ -58,6 +59,7 @@ class Turns {
     Turns();
     static void* Run(void* self);
     Thread* Next();
+    const char* NameOf(const Thread& thread) const;
     void PassOn(Thread* me);
 
     std::vector<std::unique_ptr<Thread>> m_threads;
