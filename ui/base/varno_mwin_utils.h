@@ -33,7 +33,8 @@ HFONT CreateFaceFont(const char* face, int height, int weight);
 HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::string& text,
                         const RECT& place);
 
-// Loads the shared busy picture (again); always true, also when the file is missing and nothing will be seen.
+// Makes the shared busy picture ready (again), which is decoded when it is first shown; always true, also when the file
+// is missing and nothing will be seen.
 bool InitFunnelCtrl();
 void DeinitFunnelCtrl();
 // Shows or hides the busy picture in the middle of the screen, over everything, visible at once. Not counted.
