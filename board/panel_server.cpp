@@ -216,7 +216,7 @@ void PanelServer::Post(const std::string& pattern, Handler handler) {
 
 void PanelServer::AddRoutes() {
     Get("/lcd\\.png",
-        [this](const Request&, Response& response) { response.set_content(live_view_.Png(), "image/png"); });
+        [this](const Request&, Response& response) { response.set_content(*live_view_.Png(), "image/png"); });
     Get("/lcd\\.mjpeg", [this](const Request&, Response& response) { Stream(response); });
     Post("/keys/([^/]+)",
          [this](const Request& request, Response& response) { PressKey(request.matches[1].str(), response); });
