@@ -282,6 +282,7 @@ json BoardState::Read() const {
     const WatchdogState& watchdog = block_.watchdog;
     const std::int64_t left_ns = std::max<std::int64_t>(watchdog.deadline_ns - now_ns, 0);
     return {
+        {"session", session_},
         {"camera",
          {{"plugged", camera.plugged},
           {"source", camera.source},
@@ -330,6 +331,7 @@ json BoardState::Read() const {
         {"rtc", FormatTime(static_cast<std::time_t>(wall_clock + block_.rtc_offset_s))},
         {"program",
          {{"running", program.running},
+          {"starts", program.starts},
           {"exit_status", program.exit_status ? json(*program.exit_status) : json(nullptr)}}},
         {"commands", Commands(block_.commands)},
     };

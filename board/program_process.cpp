@@ -269,7 +269,9 @@ bool ProgramProcess::Reap(bool wait) {
 
 void ProgramProcess::SetStatus(bool running, std::optional<int> exit_status) {
     const std::lock_guard lock(mutex_);
-    status_ = {running, exit_status};
+    status_.running = running;
+    status_.exit_status = exit_status;
+    if (running) ++status_.starts;
 }
 
 void ProgramProcess::Note(const std::string& text) {
