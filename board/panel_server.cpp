@@ -245,8 +245,10 @@ void PanelServer::AddRoutes() {
 void PanelServer::AddPanelFiles() {
     for (const PanelFile& file : PanelFiles()) {
         const Handler send = [&file](const Request&, Response& response) {
-            response.set_header("Content-Security-Policy",
-                                "default-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'");
+            response.set_header(
+                "Content-Security-Policy",
+                "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
+                "base-uri 'none'; form-action 'none'; frame-ancestors 'none'");
             response.set_content(file.content.data(), file.content.size(), std::string(file.type));
         };
         Get(file.name == "index.html" ? "/" : "/" + std::string(file.name), send);

@@ -232,12 +232,13 @@ function setState(id, text, bad = false) {
 }
 
 // What covers the screen when it is not the running program's; empty: nothing.
-function screenNote({program, powered_off: poweredOff}) {
+function screenNote({program, powered_off: poweredOff, watchdog}) {
   if (!live) return 'The board does not answer. Waiting for it…';
   if (restarting) return 'The program is being restarted…';
   if (program.running) return '';
   if (poweredOff) return 'Powered off. “Restart program” switches it on.';
-  return `The program ended with status ${program.exit_status}. “Restart program” starts it again.`;
+  return `The program ended with status ${program.exit_status}. ${watchdog.armed
+    ? `The watchdog resets it in ${watchdog.seconds_left} s, “Restart program” does at once.` : '“Restart program” starts it again.'}`;
 }
 
 function showProgram(now) {

@@ -172,8 +172,8 @@ async function checkFields(page, keys) {
     }
   });
   const fields = [
-    ['Size of the card', '512', state => state.card.size_kib, 524288], ['Free on the card', '5000', state => state.card.free_kib, 5000],
-    ['Size inside', '64', state => state.nand.size_kib, 65536], ['Free inside', '2047', state => state.nand.free_kib, 2047],
+    ['Card size', '512', state => state.card.size_kib, 524288], ['Card free', '5000', state => state.card.free_kib, 5000],
+    ['Internal size', '64', state => state.nand.size_kib, 65536], ['Internal free', '2047', state => state.nand.free_kib, 2047],
     ['Picture', `file:${process.cwd()}/img/sd.png`, state => state.camera.source, `file:${process.cwd()}/img/sd.png`],
     ['Picture', 'scene', state => state.camera.source, 'scene'],
   ];
