@@ -306,7 +306,7 @@ function showConnections(now) {
       ? `Drive ${section.dataset.unit}: ${MEDIUM_NAMES[medium]}, ${kib(now[medium].size_kib)}`
       : `Drive ${section.dataset.unit}: no medium`);
   }
-  setText($('usb-violations'), now.usb_violations === 0 ? 'never' : `${now.usb_violations} times`);
+  setText($('usb-violations'), now.usb_violations === 0 ? 'none' : String(now.usb_violations));
   $('usb-violations').classList.toggle('bad', now.usb_violations > 0);
   setState('connection-state', [now.usb_host && 'PC', now.tv_cable && 'TV'].filter(Boolean).join(', ') || 'none');
 }
