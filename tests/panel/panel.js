@@ -274,6 +274,31 @@ async function checkFiles(page) {
   });
 }
 
+async function checkUsb(page) {
+  const cable = page.getByLabel('USB cable to a PC');
+  const card = page.locator('.drive', {hasText: 'memory card'});
+  await check('the page shows what a PC at the cable sees', async () => {
+    await eventually(streaming, 15000);
+    await cable.click();
+    await card.waitFor();
+    await page.locator('.drive', {hasText: 'internal storage'}).waitFor();
+    await eventually(async () => await card.locator('li').count() === (await files()).length);
+    const [download] = await Promise.all([page.waitForEvent('download'), card.locator('.save').last().click()]);
+    equal(fs.statSync(await download.path()).size, (await files()).find(file => file.path.endsWith('.txt')).bytes);
+  });
+  await check('a card pulled out of its hands is gone there, too', async () => {
+    await patch({card: {inserted: false}});
+    await page.locator('.drive', {hasText: 'no medium'}).waitFor();
+    await patch({card: {inserted: true}});
+  });
+  await check('the cable pulled, all is back', async () => {
+    await cable.click();
+    await page.locator('#pc').waitFor({state: 'hidden'});
+    await eventually(async () => (await board()).usb_units.join('') === '' && await streaming(), 15000);
+    equal([(await board()).usb_violations, await page.locator('#usb-violations').textContent()], [0, 'none']);
+  });
+}
+
 async function checkKeyboardOnly(page) {
   await check('the keyboard alone reaches everything, in order, visibly, and gets out again', async () => {
     const found = await page.evaluate(() => [...document.querySelectorAll('button, input, select, summary, a, [tabindex="0"]')]
@@ -390,6 +415,7 @@ async function main() {
   await checkFields(page, keys);
   await checkLog(page);
   await checkFiles(page);
+  await checkUsb(page);
   await checkKeyboardOnly(page);
   await check('nothing goes elsewhere, and the console tells nothing but the refused change and the pulled card', async () =>
     equal(complaints.filter(text => !/ 400 .*\/board$| 404 .*\/files\/card$/.test(text)), []));
