@@ -5,6 +5,7 @@ const FAULTS = ['dqbuf-stuck', 'dqbuf-eio', 'streamon-refused', 'qbuf-refused', 
   'format-other', 'error-flag'];
 const LAMP_FULL = 104;        // PWM value at the brightest step
 const POLL_MS = 500;
+const ANSWER_MS = 4000;       // a board that takes longer does not answer
 const REPEAT_DELAY_MS = 350;  // the keypad repeats arrows only
 const REPEAT_MS = 130;
 const LOG_KEPT = 200000;      // characters of the log kept in the page
@@ -24,6 +25,7 @@ async function request(method, path, body) {
   const response = await fetch(path, {
     method, cache: 'no-store', body: body === undefined ? undefined : JSON.stringify(body),
     headers: body === undefined ? {} : {'Content-Type': 'application/json'},
+    signal: method === 'GET' ? AbortSignal.timeout(ANSWER_MS) : null,
   });
   if (!response.ok) throw new Error((await response.text()) || `${method} ${path}: ${response.status}`);
   return response;
@@ -32,7 +34,7 @@ async function request(method, path, body) {
 let errorTimer = 0;
 function showError(error) {
   // A board that is away is told by the link line; its return clears that by itself.
-  if (error instanceof TypeError) return;
+  if (error instanceof TypeError || error.name === 'TimeoutError') return;
   setText($('error'), error.message.trim());
   $('error').hidden = false;
   clearTimeout(errorTimer);
@@ -134,15 +136,62 @@ addEventListener('blur', () => {
 
 // ---- screen
 
-let streamTimer = 0;
-function connectLcd() {
-  clearTimeout(streamTimer);
-  $('lcd').src = `lcd.mjpeg?${Date.now()}`;
+const STALLED_MS = 4000;  // the board repeats a picture that stays the same every second
+const RETRY_MS = 500;
+const sleep = milliseconds => new Promise(resolve => setTimeout(resolve, milliseconds));
+
+// The pictures of the stream, one after the other. Ends, or throws, when the stream does; an <img> would not tell.
+async function* pictures() {
+  const stalled = new AbortController();
+  let timer = 0;
+  const watch = () => {
+    clearTimeout(timer);
+    timer = setTimeout(() => stalled.abort(), STALLED_MS);
+  };
+  try {
+    watch();
+    const response = await fetch('lcd.mjpeg', {cache: 'no-store', signal: stalled.signal});
+    if (!response.ok) throw new Error(await response.text());
+    let bytes = new Uint8Array(0);
+    for (const reader = response.body.getReader();;) {
+      const {done, value} = await reader.read();
+      if (done) return;
+      watch();
+      const more = new Uint8Array(bytes.length + value.length);
+      more.set(bytes);
+      more.set(value, bytes.length);
+      bytes = more;
+      for (;;) {
+        const head = /Content-Length: (\d+)\r\n\r\n/.exec(new TextDecoder('latin1').decode(bytes.subarray(0, 200)));
+        const start = head ? head.index + head[0].length : 0;
+        const end = start + Number(head?.[1]);
+        if (!head || bytes.length < end) break;
+        yield new Blob([bytes.subarray(start, end)], {type: 'image/jpeg'});
+        bytes = bytes.slice(end);
+      }
+    }
+  } finally {
+    clearTimeout(timer);
+    stalled.abort();
+  }
 }
-$('lcd').addEventListener('error', () => {
-  clearTimeout(streamTimer);
-  streamTimer = setTimeout(() => { if (live) connectLcd(); }, 1000);
-});
+
+async function watchLcd() {
+  const screen = $('lcd').getContext('2d', {alpha: false});
+  for (;; await sleep(RETRY_MS)) {
+    try {
+      for await (const picture of pictures()) {
+        const bitmap = await createImageBitmap(picture);
+        screen.drawImage(bitmap, 0, 0);
+        bitmap.close();
+        $('lcd').dataset.pictures = Number($('lcd').dataset.pictures ?? 0) + 1;
+      }
+    } catch (error) {
+      if (live && !(error instanceof DOMException)) showError(error);
+    }
+  }
+}
+watchLcd();
 
 // ---- controls
 
@@ -344,7 +393,6 @@ function setLive(value) {
   setText($('link'), live ? 'connected' : 'the board does not answer; trying again');
   for (const element of document.querySelectorAll('.key')) element.disabled = !live;
   if (live) {
-    connectLcd();
     restartLog();
   } else if (state) {
     showProgram(state);
@@ -359,10 +407,7 @@ function refresh() {
       setLive(true);
       if (changing > 0 || before !== changes) return;
       // Another board than before: it was started anew between two looks.
-      if (state && state.session !== news.session) {
-        connectLcd();
-        restartLog();
-      }
+      if (state && state.session !== news.session) restartLog();
       state = news;
       show(state);
     } catch (error) {
@@ -529,7 +574,9 @@ function showFiles(list, medium, files) {
 async function fetchFiles(medium) {
   // The card may have been pulled out just now.
   const response = state[medium].inserted ?? true ? await fetch(`files/${medium}`, {cache: 'no-store'}) : null;
-  return response?.ok ? response.json() : null;
+  if (!response?.ok) return null;
+  const files = await response.json();
+  return files.sort((a, b) => b.modified - a.modified);
 }
 
 async function refreshFiles(medium) {

@@ -75,7 +75,7 @@ const open = (page, id) => page.locator(`#${id}`).evaluate(details => { details.
 
 async function checkScreen(page) {
   await check('the page shows the screen two for one', async () => {
-    await eventually(() => page.evaluate(() => document.getElementById('lcd').naturalWidth === 320));
+    await eventually(() => page.evaluate(() => Number(document.getElementById('lcd').dataset.pictures) > 0));
     const box = await page.locator('#lcd').boundingBox();
     equal([box.width, box.height], [640, 480]);
   });
@@ -283,7 +283,7 @@ async function checkUsb(page) {
     await card.waitFor();
     await page.locator('.drive', {hasText: 'internal storage'}).waitFor();
     await eventually(async () => await card.locator('li').count() === (await files()).length);
-    const [download] = await Promise.all([page.waitForEvent('download'), card.locator('.save').last().click()]);
+    const [download] = await Promise.all([page.waitForEvent('download'), card.locator('li', {hasText: 'onerror'}).locator('.save').click()]);
     equal(fs.statSync(await download.path()).size, (await files()).find(file => file.path.endsWith('.txt')).bytes);
   });
   await check('a card pulled out of its hands is gone there, too', async () => {
@@ -349,6 +349,13 @@ async function checkRestart(page) {
     await page.waitForSelector('#link.live');
     await pictureMoves(page);
   });
+  await check('a board that hangs is told, and found again', async () => {
+    process.kill(Number(boardPid), 'SIGSTOP');
+    await page.locator('#lcd-note', {hasText: 'does not answer'}).waitFor();
+    process.kill(Number(boardPid), 'SIGCONT');
+    await page.waitForSelector('#link.live');
+    await pictureMoves(page);
+  });
   let again = null;
   await check('a board that was started anew is found again, and its log followed', async () => {
     process.kill(Number(boardPid));
@@ -368,7 +375,7 @@ async function checkLayouts(browser, complaints) {
     ['phone', 360, 740]]) {
     for (const colorScheme of ['light', 'dark']) {
       const page = await openPage(browser, {viewport: {width, height}, colorScheme}, complaints);
-      await eventually(() => page.evaluate(() => document.getElementById('lcd').naturalWidth === 320));
+      await eventually(() => page.evaluate(() => Number(document.getElementById('lcd').dataset.pictures) > 0));
       await page.locator('details').evaluateAll(all => all.forEach(details => { details.open = true; }));
       await eventually(async () => await page.locator('#files-card img').count() > 0 || name !== 'wide');
       await page.screenshot({path: `${folder}/${name}-${colorScheme}.png`, fullPage: true});
