@@ -116,7 +116,7 @@ std::time_t Time(const std::string& name, const json& value) {
 }
 
 std::string LcdParameters(const std::string& name, const json& value) {
-    const std::string wanted = Text(name, value);
+    std::string wanted = Text(name, value);
     if (std::find(kDisplays.begin(), kDisplays.end(), wanted) == kDisplays.end()) {
         std::string known;
         for (const std::string_view display : kDisplays)

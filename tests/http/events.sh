@@ -13,11 +13,11 @@ frames_run() { local before; before=$(state .pxp.frames); sleep 0.5; (($(state .
 live() { within 20 state_is '.camera.streaming and .pxp.streaming' true && within 10 back_in_view && within 5 frames_run; }
 log_from() { curl -s "$url/log?from=$1"; }
 log_end() { curl -s "$url/log" | wc -c; }
-logged_since() { log_from "$1" | grep -q "$2"; }
+logged_since() { log_from "$1" | grep -- "$2" >/dev/null; }
 
 # What the program makes of the board's events, on the LCD and in its log; before a plain picture, so that only symbols change.
 check_effects() {
-    local before plain fault from
+    local before fault from
     convert -size 640x480 xc:gray50 "$scratch/plain.png"
     patch "{\"camera\":{\"source\":\"file:$scratch/plain.png\"},\"card\":{\"size_kib\":1048576}}"
     check "live view of a picture" live
@@ -124,19 +124,23 @@ check_usb() {
     right "all along"
 }
 
+# One colour all over, but for the last line, which is kept black.
+plain() { [[ $(curl -s "$url/lcd.png" | convert png:- -crop 320x239+0+0 -format %k info:) == 1 ]]; }
+
 check_tv() {
-    patch '{"lcdparams":"lcd_panel=tvenc_pal","tv_cable":true,"camera":{"source":"scene"}}'
+    patch "{\"lcdparams\":\"lcd_panel=tvenc_pal\",\"tv_cable\":true,\"camera\":{\"source\":\"file:$scratch/plain.png\"}}"
     check "the running program stays on the LCD" equal "$(state .display)" lcd_panel=ili9341
     check "a start on the TV" answers 204 -X POST "$url/program/restart"
     check "the display is the TV" equal "$(state .display)" lcd_panel=tvenc_pal
     check "the program looks at the cable" within 5 logged 'TV out Line: 1'
     check "its picture runs" within 20 frames_run
+    check "nothing lies over it" within 5 plain
     local lamp
     lamp=$(state .lamp)
     press right
     sleep 1
     check "keys do nothing" equal "$(state .lamp)" "$lamp"
-    patch '{"lcdparams":"lcd_panel=ili9341","tv_cable":false}'
+    patch '{"lcdparams":"lcd_panel=ili9341","tv_cable":false,"camera":{"source":"scene"}}'
     check "a start on the LCD" answers 204 -X POST "$url/program/restart"
     check "live view is back on it" live
 }
