@@ -311,9 +311,10 @@ function showCamera({camera, pxp}) {
     ? `${camera.width} × ${camera.height}, ${camera.fps} fps` : 'idle', !camera.plugged || camera.faults.length > 0);
   setField($('camera-source'), camera.source);
   for (const box of document.querySelectorAll('#faults input')) box.checked = camera.faults.includes(box.value);
+  const turn = pxp.rotation ? `, turned ${pxp.rotation}°` : '';
   const flips = (pxp.hflip ? ', mirrored' : '') + (pxp.vflip ? ', upside down' : '');
   setText($('pxp-text'), pxp.streaming
-    ? `${pxp.width} × ${pxp.height}, output ${pxp.output}, turned ${pxp.rotation}°${flips}` : 'off');
+    ? `${pxp.width} × ${pxp.height}, output ${pxp.output}${turn}${flips}` : 'off');
   $('device').dataset.camera = camera.plugged ? 'in' : 'out';
 }
 
