@@ -4,6 +4,10 @@
 #include <ctime>
 #include <fstream>
 
+#include "board/font_substitute.h"
+#include "mwin/font_face.h"
+#include "mwin/text_coding.h"
+#include "settings/built_in_texts.h"
 #include "settings/varno_sv_setting.h"
 #include "sys/clock.h"
 #include "tests/scenario/scenario.h"
@@ -141,6 +145,57 @@ TEST_F(SettingsMenu, TakesALanguageThatTheFileGained) {
                 HasSubstr("ID=\"10006\" string=\"Date and Time\""));
     Restart();
     EXPECT_EQ(CVarnoSVSetting::GetInstance().GetLanguage(), 5);
+}
+
+// The start without a file makes one with English menus, and no language to choose from.
+TEST_F(SettingsMenu, WorksWithoutItsFile) {
+    std::remove(kFile);
+    StartLive();
+    EXPECT_EQ(Printed("Error in varnosvconf.xml: Failed to open file\n"), 1);
+    OpenMenu();
+    ExpectLcd("settings_en_setup_top");
+    Press({VK_RETURN, VK_DOWN, VK_RETURN, VK_UP, VK_RETURN});
+    BackToLive(2);
+    EXPECT_EQ(Stored("language"), "true");
+    EXPECT_EQ(Stored("colorful"), "true");
+    Restart();
+    OpenMenu();
+    ExpectLcd("settings_en_setup_top");
+    BackToLive(1);
+    EXPECT_EQ(Stored("language"), "true");
+}
+
+// In the face itself, not in one that stands in for it.
+TEST_F(SettingsMenu, EveryCharacterOfEveryTextHasItsGlyph) {
+    board::InstallFontSubstitutes();
+    MwSetTextCoding(1);
+    CVarnoSVSetting& settings = CVarnoSVSetting::GetInstance();
+    settings.InitConfigFile();
+    std::map<unsigned, LanguageType*> languages;
+    settings.CopyLanguageList(languages);
+    ASSERT_EQ(languages.size(), 5U);
+    std::vector<std::pair<const char*, std::string>> texts{{"Arial.ttf", "NTSC PAL SV410 Firmware Version V2.0"},
+                                                           {"Arialb.ttf", "Month Day Year Time(24) 0123456789"}};
+    for (const auto& [id, language] : languages) {
+        texts.emplace_back("MSYH.TTF", language->fullname);
+        for (int text = 10001; text <= 10025; ++text)
+            texts.emplace_back("MSYH.TTF", settings.GetXMLConfLangItemVal(language->name, text, ""));
+    }
+    for (const BuiltInTexts& language : kBuiltInTexts) {
+        for (const char* text : language.texts)
+            texts.emplace_back("MSYH.TTF", text);
+    }
+    std::size_t characters = 0;
+    for (const auto& [name, text] : texts) {
+        const mwin::FontFace* face = mwin::FontLibrary::Instance().Find(name);
+        ASSERT_NE(face, nullptr) << name;
+        for (const char32_t character : mwin::DecodeText(text.data(), text.size())) {
+            EXPECT_NE(face->IndexOf(character), 0U)
+                << static_cast<unsigned>(character) << " of " << text << " in " << name;
+            ++characters;
+        }
+    }
+    EXPECT_GT(characters, 2000U);
 }
 
 TEST_F(SettingsMenu, OnePressIsOneStep) {
