@@ -62,6 +62,10 @@ class CVarnoSVMain {
     void StepZoom(bool up);
     void ToggleRecMode();
 
+    // sv_main_menus.cpp: the dialogs that are opened from live view.
+    void OpenSettings();
+    void LeaveMenu();
+
     // sv_main_controls.cpp: what lies over the picture.
     void CreateControls();
     void CreateBars(int width, int height);

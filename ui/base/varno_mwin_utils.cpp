@@ -1,12 +1,15 @@
 #include "ui/base/varno_mwin_utils.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 
+#include "ui/base/varno_lazy_image.h"
+
 namespace {
 
-Varno::Image g_funnel;
+Varno::LazyImage g_funnel;
 bool g_funnelShown = false;
 
 // Constructed on first use and never destroyed: colour requests may come until the very end of the process.
@@ -39,17 +42,20 @@ HFONT CreateFaceFont(const char* face, int height, int weight) {
     return CreateFont(height, 0, 0, 0, weight, 0, 0, 0, 0, 0, 0, 0, 0, face);
 }
 
-HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::string& text,
+HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::vector<std::string>& texts,
                         const RECT& place) {
     constexpr int kSmallest = 9;  // of a height that can still be read
     HDC dc = GetDC(window);
     HFONT font = CreateFaceFont(face, height, weight);
     const auto fits = [&] {
         HGDIOBJ before = SelectObject(dc, font);
-        RECT needed = place;
-        DrawText(dc, text.c_str(), -1, &needed, DT_WORDBREAK | DT_NOPREFIX | DT_CALCRECT);
+        const bool all_fit = std::all_of(texts.begin(), texts.end(), [&](const std::string& text) {
+            RECT needed = place;
+            DrawText(dc, text.c_str(), -1, &needed, DT_WORDBREAK | DT_NOPREFIX | DT_CALCRECT);
+            return needed.right <= place.right && needed.bottom <= place.bottom;
+        });
         SelectObject(dc, before);
-        return needed.bottom <= place.bottom;
+        return all_fit;
     };
     while (font != nullptr && height > kSmallest && !fits()) {
         DeleteObject(font);
@@ -61,20 +67,20 @@ HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, c
 
 bool InitFunnelCtrl() {
     DeinitFunnelCtrl();
-    g_funnel.reset(LoadImage("img/funnel.gif"));
-    GdSetCursorImage(g_funnel.get());
+    g_funnel.SetPath("img/funnel.gif");
     return true;
 }
 
 void DeinitFunnelCtrl() {
     ShowFunnel(false);
     GdSetCursorImage(nullptr);
-    g_funnel.reset();
+    g_funnel.Unload();
 }
 
 void ShowFunnel(bool show) {
     if (show == g_funnelShown) return;
     if (show) {
+        GdSetCursorImage(g_funnel.Get());
         MwMoveCursor(GetSystemMetrics(SM_CXSCREEN) / 2 - 10, GetSystemMetrics(SM_CYSCREEN) / 2);
         GdShowCursor();
     } else {
