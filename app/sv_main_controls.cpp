@@ -64,12 +64,12 @@ void CVarnoSVMain::CreateImages(int width, int height) {
     const int rec_width = width * 49 / 320;
     m_pRecordingImageCtrl.reset(CVarnoUICtrlImageDisplayer::CreateNew(
         m_hInst, m_hHwnd, 0, Truncate(width - 1.1 * rec_width), Truncate(0.13 * height), rec_width, height * 22 / 240));
-    if (m_pRecordingImageCtrl != nullptr) m_pRecordingImageCtrl->SetNewImagePath("img/rec.gif");
+    if (m_pRecordingImageCtrl != nullptr) m_pRecordingImageCtrl->SetImagePathWhenShown("img/rec.gif");
     const int funnel_width = width * 15 / 320;
     const int funnel_height = height * 21 / 240;
     m_pFunnelCtrl.reset(CVarnoUICtrlImageDisplayer::CreateNew(
         m_hInst, m_hHwnd, 0, (width - funnel_width) / 2, (height - funnel_height) / 2, funnel_width, funnel_height));
-    if (m_pFunnelCtrl != nullptr) m_pFunnelCtrl->SetNewImagePath("img/funnel.gif");
+    if (m_pFunnelCtrl != nullptr) m_pFunnelCtrl->SetImagePathWhenShown("img/funnel.gif");
 }
 
 // With the picture on a TV there is nobody to look at the icons or to press the keys.

@@ -44,8 +44,9 @@ SharedBlock::SharedBlock() : descriptor_(memfd_create("board", MFD_CLOEXEC)) {
     InitMutex(block.mutex);
     block.camera.plugged = true;
     CopyText(block.camera.source, "scene");
-    block.card = {true, true, false, 0, kDefaultCardKib};
-    block.nand = {true, true, false, 0, kDefaultNandKib};
+    block.card.present = block.nand.present = true;
+    block.card.capacity_kib = kDefaultCardKib;
+    block.nand.capacity_kib = kDefaultNandKib;
     block.battery_millivolts = 2046;
     CopyText(block.lcd_parameters, "lcd_panel=ili9341");
     Boot(block);
@@ -81,7 +82,7 @@ BlockLock::~BlockLock() {
     pthread_mutex_unlock(&block_.mutex);
 }
 
-void Boot(Block& block) {
+void Rest(Block& block) {
     const BlockLock lock(block);
     block.camera.streaming = false;
     block.camera.width = block.camera.height = block.camera.fps = block.camera.frames = 0;
@@ -89,16 +90,29 @@ void Boot(Block& block) {
     const std::uint32_t resets = block.watchdog.resets;
     block.watchdog = {};
     block.watchdog.resets = resets;
-    block.card.mounted = block.card.present;
-    block.nand.mounted = block.nand.present;
     block.lamp = block.green_led = 0;
     block.usb_units[0][0] = block.usb_units[1][0] = '\0';
-    block.power_off_requested = block.powered_off = false;
+    block.card.handed_over = block.nand.handed_over = false;
+    block.power_off_requested = false;
+}
+
+void Boot(Block& block) {
+    Rest(block);
+    const BlockLock lock(block);
+    block.card.mounted = block.card.present;
+    block.nand.mounted = block.nand.present;
+    block.powered_off = false;
+    CopyText(block.display, block.lcd_parameters);
     block.video_sequence = block.video_length = 0;
     block.keys = {};
     for (std::uint32_t& pixel : block.ui)
         pixel = 0;
     ++block.ui_sequence;
+}
+
+void CloseDevices(Block& block) {
+    const BlockLock lock(block);
+    block.camera.streaming = block.pxp.streaming = false;
 }
 
 void PlugCamera(Block& block, bool plugged) {
@@ -119,6 +133,8 @@ void InsertMedium(Block& block, MediumState Block::*medium, bool inserted) {
     MediumState& state = block.*medium;
     if (state.present == inserted) return;
     state.present = state.mounted = inserted;
+    // A unit that offered the medium before has lost it; another one in its place is not the unit's.
+    state.handed_over = false;
     ++state.generation;
 }
 
@@ -141,6 +157,12 @@ void RecordViolation(Block& block, std::string_view what) {
     const BlockLock lock(block);
     ++block.violations;
     CopyText(block.last_violation, what);
+}
+
+void RecordUsbViolation(Block& block, std::string_view what) {
+    RecordViolation(block, what);
+    const BlockLock lock(block);
+    ++block.usb_violations;
 }
 
 bool WatchdogStarved(Block& block, std::chrono::nanoseconds now) {

@@ -70,8 +70,10 @@ struct MediumState {
     bool present;  // in its slot (the NAND store always is)
     bool mounted;
     bool read_only;
+    bool handed_over;          // a mass-storage unit offers it to a PC: the program has to keep its hands off it
     std::uint32_t generation;  // counts every change of `present`: files opened before are dead
     std::int64_t capacity_kib;
+    std::int64_t reserved_kib;  // of the capacity, taken by nothing that lies in the folder
 };
 
 struct PixelPipelineState {
@@ -130,9 +132,11 @@ struct Block {
     std::uint8_t green_led;    // brightness of "Green_LED"
     char usb_units[2][128];    // backing device of each mass-storage unit; empty when there is none
     char lcd_parameters[64];   // first line of /etc/lcdparams
+    char display[64];          // the same as it was at Boot: what shows the picture since then
     bool powered_off;          // the program confirmed the power-off; stays until Boot
     std::uint32_t violations;  // uses of the kernel that no correct program makes
     char last_violation[128];
+    std::uint32_t usb_violations;  // of them, uses of a medium that was handed over to a PC
 
     // Pictures.
     std::uint32_t ui_sequence;                       // counts updates
@@ -184,9 +188,14 @@ class BlockLock {
 
 // The helpers below take the mutex themselves. Thread-safe.
 
-// What a power-up does before the program starts: devices at rest, no picture, no keys, media mounted. The settable
-// state, the counter of resets and the commands' record stay.
+// The devices without power: nothing streams, shines, counts or is offered to a PC. The settable state, the counters of
+// resets and violations and the commands' record stay.
+void Rest(Block& block);
+// What a power-up does before the program starts: devices at rest, no picture, no keys, media mounted.
 void Boot(Block& block);
+// What the kernel does when the program's process ends: it closes the devices. The picture stays, and the watchdog
+// counts on.
+void CloseDevices(Block& block);
 void PlugCamera(Block& block, bool plugged);
 // Changes the source of the picture ("scene", "file:PATH", "/dev/videoN"; see camera_source.h for checking one first).
 void SetCameraSource(Block& block, std::string_view source);
@@ -196,6 +205,8 @@ void InsertMedium(Block& block, MediumState Block::*medium, bool inserted);
 bool PushKey(Block& block, int virtual_key, int kind);
 void RecordCommand(Block& block, std::string_view line, int status);
 void RecordViolation(Block& block, std::string_view what);
+// Counts as a violation, too.
+void RecordUsbViolation(Block& block, std::string_view what);
 // Armed, and not kept alive in time.
 bool WatchdogStarved(Block& block, std::chrono::nanoseconds now);
 

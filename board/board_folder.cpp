@@ -198,8 +198,6 @@ void BoardFolder::Sync() {
 void BoardFolder::Collect() {
     const std::uint8_t green_led = Brightness(FirstLine(Device(kGreenLed)));
     const std::uint8_t lamp = Brightness(FirstLine(Device(kLamp)));
-    const std::array<std::string, 2> units = {FirstLine(Device(kMassStorageUnits[0])),
-                                              FirstLine(Device(kMassStorageUnits[1]))};
     const std::string lcd_parameters = FirstLine(Device(kLcdParameters), sizeof(Block::lcd_parameters) - 1);
     // The program's answer to the request, four zeros, is what switches the device off.
     const bool power_off = FirstLine(Device(kPowerOffState)) == "0000";
@@ -207,8 +205,6 @@ void BoardFolder::Collect() {
     const BlockLock lock(block_);
     block_.green_led = green_led;
     block_.lamp = lamp;
-    for (std::size_t unit = 0; unit < units.size(); ++unit)
-        CopyText(block_.usb_units[unit], units[unit]);
     CopyText(block_.lcd_parameters, lcd_parameters);
     if (power_off) {
         block_.powered_off = true;
@@ -308,6 +304,42 @@ bool BoardFolder::UnexportGpio(std::string_view number) {
     return fs::remove_all(Device(kGpioFolder) / ("gpio" + name), failed) > 0 && !failed;
 }
 
+bool BoardFolder::HandedOver(std::string_view path) const {
+    const auto medium = MediumOf(path);
+    if (!medium) return false;
+    const BlockLock lock(block_);
+    return (block_.*StateOf(*medium)).handed_over;
+}
+
+std::optional<std::size_t> BoardFolder::MassStorageUnit(std::string_view path) {
+    const auto* const unit = std::find(kMassStorageUnits.begin(), kMassStorageUnits.end(), Normal(path));
+    if (unit == kMassStorageUnits.end()) return std::nullopt;
+    return static_cast<std::size_t>(unit - kMassStorageUnits.begin());
+}
+
+bool BoardFolder::OfferToPc(std::size_t unit, std::string_view device) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    {
+        const BlockLock lock(block_);
+        const bool exists = device.empty() || (device == kCardDevice && block_.card.present) ||
+                            (device == kNandDevice && block_.nand.present);
+        if (!exists) return false;
+        const auto mark = [this](std::string_view named, bool handed_over) {
+            if (named == kCardDevice) block_.card.handed_over = handed_over;
+            if (named == kNandDevice) block_.nand.handed_over = handed_over;
+        };
+        if (block_.usb_units[unit] != device) mark(block_.usb_units[unit], false);
+        CopyText(block_.usb_units[unit], device);
+        mark(device, true);
+    }
+    Rewrite(Device(kMassStorageUnits[unit]), std::string(device) + "\n");
+    return true;
+}
+
+void BoardFolder::SetLcdParameters(std::string_view parameters) {
+    Rewrite(Device(kLcdParameters), std::string(parameters) + "\n");
+}
+
 std::int64_t BoardFolder::UsedBytes(Medium medium) const {
     std::int64_t used = 0;
     std::error_code failed;
@@ -328,22 +360,38 @@ std::int64_t BoardFolder::FreeBytes(Medium medium) const {
     std::int64_t capacity = 0;
     {
         const BlockLock lock(block_);
-        capacity = (block_.*StateOf(medium)).capacity_kib * 1024;
+        const MediumState& state = block_.*StateOf(medium);
+        capacity = (state.capacity_kib - state.reserved_kib) * 1024;
     }
     const std::int64_t free = std::max<std::int64_t>(capacity - used, 0);
     return failed ? free : std::min<std::int64_t>(free, static_cast<std::int64_t>(pc.available));
 }
 
-void BoardFolder::SetFreeKib(Medium medium, std::int64_t kib) {
-    const std::int64_t used = UsedBytes(medium);
+std::int64_t BoardFolder::UsedKib(Medium medium) const {
+    return UsedBytes(medium) / 1024;
+}
+
+void BoardFolder::SetSizeKib(Medium medium, std::int64_t kib) {
     const BlockLock lock(block_);
-    (block_.*StateOf(medium)).capacity_kib = used / 1024 + kib;
+    MediumState& state = block_.*StateOf(medium);
+    state.capacity_kib = kib;
+    state.reserved_kib = 0;
+}
+
+void BoardFolder::SetFreeKib(Medium medium, std::int64_t kib) {
+    const std::int64_t needed = UsedKib(medium) + kib;
+    const BlockLock lock(block_);
+    MediumState& state = block_.*StateOf(medium);
+    state.capacity_kib = std::max(state.capacity_kib, needed);
+    state.reserved_kib = state.capacity_kib - needed;
 }
 
 void BoardFolder::Erase(Medium medium) {
     std::error_code failed;
     for (const auto& entry : fs::directory_iterator(MediumDirectory(medium), failed))
         fs::remove_all(entry.path(), failed);
+    const BlockLock lock(block_);
+    (block_.*StateOf(medium)).reserved_kib = 0;
 }
 
 }  // namespace board

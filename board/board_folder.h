@@ -40,8 +40,8 @@ class BoardFolder {
     // failure.
     bool Create(std::string& error);
 
-    // Brings files and block in step: first what the program wrote (lights, power-off answer, mass-storage units,
-    // display parameters) into the block, then the block's state (camera, battery, media, lines) into the files.
+    // Brings files and block in step: first what the program wrote (lights, power-off answer, display parameters) into
+    // the block, then the block's state (camera, battery, media, lines) into the files.
     void Sync();
 
     // Where a path of the device lies on the PC; `..` never leads out of the device's tree. Nothing for any other path.
@@ -59,10 +59,25 @@ class BoardFolder {
     // Free space of a medium in bytes: its capacity less what its files take in 1 KiB clusters, and never more than the
     // PC has. Negative never.
     std::int64_t FreeBytes(Medium medium) const;
-    // Sets the medium's capacity so that just now `kib` are free.
+    // What the medium's files take, in 1 KiB clusters.
+    std::int64_t UsedKib(Medium medium) const;
+    // Makes it a medium of this size, of which its files are all that takes room. `kib` is no less than UsedKib.
+    void SetSizeKib(Medium medium, std::int64_t kib);
+    // Fills the medium up, by nothing that can be seen in its folder, until just now `kib` are free; one that is too
+    // small for that grows.
     void SetFreeKib(Medium medium, std::int64_t kib);
-    // Removes every file from a medium, as formatting does.
+    // Removes every file from a medium, as formatting does; all of it is free then.
     void Erase(Medium medium);
+
+    // Is the medium that holds this path of the device offered to a PC? Then the program has no business there.
+    bool HandedOver(std::string_view path) const;
+    // Which mass-storage unit's backing file is this path of the device?
+    static std::optional<std::size_t> MassStorageUnit(std::string_view path);
+    // What writing to a unit's backing file does: from now on it offers this device to a PC, or nothing (""). False
+    // when there is no such device; then the unit stays as it is.
+    bool OfferToPc(std::size_t unit, std::string_view device);
+    // Writes the display parameters that the next start finds.
+    void SetLcdParameters(std::string_view parameters);
 
     // Makes one line's folder, as writing its number to "export" does. False when there is none of that number, or it
     // is there.

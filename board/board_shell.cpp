@@ -3,11 +3,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 namespace board {
 namespace fs = std::filesystem;
@@ -88,9 +90,16 @@ int BoardShell::Execute(const std::string& line) {
     return (this->*handler)(command.words);
 }
 
+bool BoardShell::Trespass(const std::string& path) const {
+    if (!folder_.HandedOver(path)) return false;
+    RecordUsbViolation(block_, "command on " + path);
+    return true;
+}
+
 bool BoardShell::Writable(const std::string& path) const {
     const auto medium = folder_.MediumOf(path);
     if (!medium) return true;
+    if (Trespass(path)) return false;
     const BlockLock lock(block_);
     return !(block_.*BoardFolder::StateOf(*medium)).read_only;
 }
@@ -111,6 +120,8 @@ int BoardShell::Redirect(const ShellCommand& command, const std::string& text) {
     if (command.output_file == gpio_folder + "/export") return folder_.ExportGpio(number) ? 0 : 1;
     if (command.output_file == gpio_folder + "/unexport") return folder_.UnexportGpio(number) ? 0 : 1;
 
+    if (const auto unit = BoardFolder::MassStorageUnit(command.output_file)) return WriteUnit(*unit, text);
+
     const auto file = folder_.ResolveForCommand(command.output_file);
     if (!file || !Writable(command.output_file)) return kShellError;
     // The kernel's own file systems take no new files.
@@ -122,6 +133,34 @@ int BoardShell::Redirect(const ShellCommand& command, const std::string& text) {
     const bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
     close(fd);
     return written ? 0 : 1;
+}
+
+// The driver takes a device's name, and a blank line for "nothing". A file that is open meanwhile must not be touched,
+// which shows in its position.
+int BoardShell::WriteUnit(std::size_t unit, const std::string& text) {
+    constexpr const char* kBlank = " \t\n";
+    const std::size_t start = std::min(text.find_first_not_of(kBlank), text.size());
+    const std::string device = text.substr(start, text.find_last_not_of(kBlank) + 1 - start);
+    const std::lock_guard<std::mutex> guard(mutex_);
+    const auto handed_over = [this](Medium medium) {
+        const BlockLock lock(block_);
+        return (block_.*BoardFolder::StateOf(medium)).handed_over;
+    };
+    std::map<Medium, bool> before;
+    for (const Medium medium : {Medium::Card, Medium::Nand})
+        before[medium] = handed_over(medium);
+    if (!folder_.OfferToPc(unit, device)) return 1;
+    for (const auto& [medium, was] : before) {
+        const bool is = handed_over(medium);
+        if (is == was) continue;
+        const OpenFiles open = FindOpenFiles(folder_.MediumDirectory(medium));
+        if (is) {
+            open_at_hand_over_[medium] = open;
+        } else if (const std::string used = UsedSince(open_at_hand_over_[medium], open); !used.empty()) {
+            RecordUsbViolation(block_, "use of the open file " + used);
+        }
+    }
+    return 0;
 }
 
 int BoardShell::MakeFolder(const Words& words) {
@@ -162,6 +201,17 @@ int BoardShell::Move(const Words& words) {
     return std::rename(from->c_str(), to->c_str()) == 0 ? 0 : 1;
 }
 
+bool BoardShell::HandedOverDevice(const std::string& device) const {
+    bool handed_over = false;
+    {
+        const BlockLock lock(block_);
+        handed_over =
+            (device == kCardDevice && block_.card.handed_over) || (device == kNandDevice && block_.nand.handed_over);
+    }
+    if (handed_over) RecordUsbViolation(block_, "command on " + device);
+    return handed_over;
+}
+
 int BoardShell::Mount(const Words& words) {
     Words names = Operands(words);
     // "-t vfat": the type is an option's argument.
@@ -173,6 +223,7 @@ int BoardShell::Mount(const Words& words) {
     }
     if (names.size() != 2) return kMountFailed;
     const fs::path mount_point = fs::path(names[1] + "/").lexically_normal();
+    if (HandedOverDevice(names[0])) return kMountFailed;
     const BlockLock lock(block_);
     const auto mount = [&](MediumState& medium, const char* device, const char* place) {
         if (names[0] != device || mount_point != std::string(place) + "/" || !medium.present || medium.mounted)
@@ -189,20 +240,22 @@ int BoardShell::Unmount(const Words& words) {
     const Words names = Operands(words);
     if (names.size() != 1) return 1;
     const fs::path name = fs::path(names[0] + "/").lexically_normal();
-    const BlockLock lock(block_);
-    const auto unmount = [&](MediumState& medium, const char* device, const char* place) {
-        if ((name != std::string(place) + "/" && name != std::string(device) + "/") || !medium.mounted) return false;
-        medium.mounted = false;
-        return true;
+    // Only a lazy one takes a file system away under open files; force is for file systems of a network.
+    const bool lazy = HasOption(words, 'l');
+    const auto unmount = [&](Medium which, const char* device, const char* place) {
+        if (name != std::string(place) + "/" && name != std::string(device) + "/") return false;
+        if (!lazy && !FindOpenFiles(folder_.MediumDirectory(which)).empty()) return false;
+        const BlockLock lock(block_);
+        return std::exchange((block_.*BoardFolder::StateOf(which)).mounted, false);
     };
     const bool unmounted =
-        unmount(block_.card, kCardDevice, kCardMountPoint) || unmount(block_.nand, kNandDevice, kNandMountPoint);
+        unmount(Medium::Card, kCardDevice, kCardMountPoint) || unmount(Medium::Nand, kNandDevice, kNandMountPoint);
     return unmounted ? 0 : 1;
 }
 
 // Only the card is formatted like this, and only while it is not mounted.
 int BoardShell::MakeFileSystem(const Words& words) {
-    if (words.size() < 2 || words.back() != kCardDevice) return 1;
+    if (words.size() < 2 || words.back() != kCardDevice || HandedOverDevice(kCardDevice)) return 1;
     {
         const BlockLock lock(block_);
         if (!block_.card.present || block_.card.mounted || block_.card.read_only) return 1;
@@ -213,17 +266,15 @@ int BoardShell::MakeFileSystem(const Words& words) {
 
 int BoardShell::RemoveModule(const Words& words) {
     if (words != Words{words[0], "-r", "g_file_storage"}) return 1;
-    for (const char* const unit : {"gadget-lun0", "gadget-lun1"}) {
-        ShellCommand detach;
-        detach.output_file = std::string("/sys/devices/platform/fsl-usb2-udc/gadget/") + unit + "/file";
-        Redirect(detach, "\n");
-    }
+    for (std::size_t unit = 0; unit < std::size(block_.usb_units); ++unit)
+        WriteUnit(unit, "\n");
     return 0;
 }
 
 // "stop" detaches the store; "start" makes an empty backing file when there is none, and mounts the store.
 int BoardShell::FormatNand(const Words& words) {
     if (words.size() != 2 || (words[1] != "stop" && words[1] != "start")) return 1;
+    if (HandedOverDevice(kNandDevice)) return 1;
     const bool start = words[1] == "start";
     const fs::path backing_file = *folder_.Resolve(kNandBackingFile);
     if (start && !fs::exists(backing_file)) {

@@ -1,11 +1,15 @@
 // The commands that the program runs.
 #pragma once
 
+#include <cstddef>
+#include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
 #include "board/block.h"
 #include "board/board_folder.h"
+#include "board/open_files.h"
 #include "board/shell_words.h"
 
 namespace board {
@@ -42,11 +46,18 @@ class BoardShell {
     int FormatNand(const Words& words);
     int Nothing(const Words& words);
 
+    int WriteUnit(std::size_t unit, const std::string& text);
+    // Tells whether a medium that was handed over is used without leave; counts it then.
+    bool Trespass(const std::string& path) const;
+    bool HandedOverDevice(const std::string& device) const;
     // May files be changed at this path of the device?
     bool Writable(const std::string& path) const;
 
     Block& block_;
     BoardFolder& folder_;
+    std::mutex mutex_;
+    // What this process had open on each medium when it was handed over.
+    std::map<Medium, OpenFiles> open_at_hand_over_;
 };
 
 }  // namespace board

@@ -8,6 +8,8 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "board/camera_source.h"
@@ -37,6 +39,10 @@ std::optional<std::time_t> ParseTime(const std::string& text) {
     if (FormatTime(seconds) != text) return std::nullopt;
     return seconds;
 }
+
+// What /etc/lcdparams may hold.
+constexpr std::array<std::string_view, 4> kDisplays = {"lcd_panel=ili9341", "lcd_panel=lq035", "lcd_panel=tvenc_ntsc",
+                                                       "lcd_panel=tvenc_pal"};
 
 json FaultNames(std::uint32_t faults) {
     json names = json::array();
@@ -109,6 +115,17 @@ std::time_t Time(const std::string& name, const json& value) {
     return *time;
 }
 
+std::string LcdParameters(const std::string& name, const json& value) {
+    std::string wanted = Text(name, value);
+    if (std::find(kDisplays.begin(), kDisplays.end(), wanted) == kDisplays.end()) {
+        std::string known;
+        for (const std::string_view display : kDisplays)
+            known += (known.empty() ? "" : ", ") + std::string(display);
+        Refuse(name, "wants one of " + known);
+    }
+    return wanted;
+}
+
 // Checks changes and keeps them, so that all or none are made.
 class Changes {
   public:
@@ -141,12 +158,17 @@ class Changes {
             Each(name, value, [this](const auto& inner, const json& part) { CheckBattery(inner, part); });
         } else if (name == "card") {
             Each(name, value, [this](const auto& inner, const json& part) { CheckCard(inner, part); });
+            SetRoom(name, Medium::Card);
         } else if (name == "nand") {
             Each(name, value, [this](const auto& inner, const json& part) { CheckNand(inner, part); });
+            SetRoom(name, Medium::Nand);
         } else if (name == "usb_host") {
             Set(&Block::usb_host, Flag(name, value));
         } else if (name == "tv_cable") {
             Set(&Block::tv_cable, Flag(name, value));
+        } else if (name == "lcdparams") {
+            changes_.emplace_back(
+                [this, parameters = LcdParameters(name, value)] { folder_.SetLcdParameters(parameters); });
         } else if (name == "power_off_requested") {
             Set(&Block::power_off_requested, Flag(name, value));
         } else if (name == "rtc") {
@@ -187,8 +209,8 @@ class Changes {
     void CheckCard(const std::string& name, const json& value) {
         if (name == "card.inserted") {
             changes_.emplace_back([this, in = Flag(name, value)] { InsertMedium(block_, &Block::card, in); });
-        } else if (name == "card.free_kib") {
-            SetFree(Medium::Card, Number(name, value, kMaxKib));
+        } else if (name == "card.size_kib" || name == "card.free_kib") {
+            TakeRoom(name, value);
         } else if (name == "card.read_only") {
             SetMedium(&Block::card, &MediumState::read_only, Flag(name, value));
         } else {
@@ -197,8 +219,8 @@ class Changes {
     }
 
     void CheckNand(const std::string& name, const json& value) {
-        if (name == "nand.free_kib") {
-            SetFree(Medium::Nand, Number(name, value, kMaxKib));
+        if (name == "nand.size_kib" || name == "nand.free_kib") {
+            TakeRoom(name, value);
         } else if (name == "nand.mounted") {
             SetMedium(&Block::nand, &MediumState::mounted, Flag(name, value));
         } else {
@@ -221,14 +243,28 @@ class Changes {
         });
     }
 
-    void SetFree(Medium medium, std::int64_t kib) {
-        changes_.emplace_back([this, medium, kib] { folder_.SetFreeKib(medium, kib); });
+    void TakeRoom(const std::string& name, const json& value) {
+        (name.find(".size_kib") != std::string::npos ? size_kib_ : free_kib_) = Number(name, value, kMaxKib);
+    }
+
+    // The size comes first, whatever their order: the free space has to fit in.
+    void SetRoom(const std::string& name, Medium medium) {
+        const auto size = std::exchange(size_kib_, std::nullopt);
+        const auto free = std::exchange(free_kib_, std::nullopt);
+        if (size && *size < folder_.UsedKib(medium) + free.value_or(0)) {
+            Refuse(name + ".size_kib",
+                   "is less than its files" + std::string(free ? " and the free space" : "") + " take");
+        }
+        if (size) changes_.emplace_back([this, medium, kib = *size] { folder_.SetSizeKib(medium, kib); });
+        if (free) changes_.emplace_back([this, medium, kib = *free] { folder_.SetFreeKib(medium, kib); });
     }
 
     Block& block_;
     BoardFolder& folder_;
     BoardClock& clock_;
     std::vector<std::function<void()>> changes_;
+    // Of the medium that is being looked at.
+    std::optional<std::int64_t> size_kib_, free_kib_;
 };
 
 }  // namespace
@@ -246,6 +282,7 @@ json BoardState::Read() const {
     const WatchdogState& watchdog = block_.watchdog;
     const std::int64_t left_ns = std::max<std::int64_t>(watchdog.deadline_ns - now_ns, 0);
     return {
+        {"session", session_},
         {"camera",
          {{"plugged", camera.plugged},
           {"source", camera.source},
@@ -253,6 +290,7 @@ json BoardState::Read() const {
           {"height", camera.height},
           {"fps", camera.fps},
           {"streaming", camera.streaming},
+          {"frames", camera.frames},
           {"faults", FaultNames(camera.faults)}}},
         {"pxp",
          {{"streaming", pxp.streaming},
@@ -261,16 +299,29 @@ json BoardState::Read() const {
           {"height", pxp.source_height},
           {"rotation", pxp.rotation},
           {"hflip", pxp.hflip},
-          {"vflip", pxp.vflip}}},
+          {"vflip", pxp.vflip},
+          {"frames", block_.video_sequence}}},
         {"lamp", block_.lamp},
         {"green_led", block_.green_led},
         {"battery", {{"millivolts", block_.battery_millivolts}, {"charger", block_.charger}}},
-        {"card", {{"inserted", block_.card.present}, {"read_only", block_.card.read_only}, {"free_kib", card_free}}},
-        {"nand", {{"mounted", block_.nand.mounted}, {"free_kib", nand_free}}},
+        {"card",
+         {{"inserted", block_.card.present},
+          {"mounted", block_.card.mounted},
+          {"read_only", block_.card.read_only},
+          {"handed_over", block_.card.handed_over},
+          {"size_kib", block_.card.capacity_kib},
+          {"free_kib", card_free}}},
+        {"nand",
+         {{"mounted", block_.nand.mounted},
+          {"handed_over", block_.nand.handed_over},
+          {"size_kib", block_.nand.capacity_kib},
+          {"free_kib", nand_free}}},
         {"usb_host", block_.usb_host},
         {"usb_units", {block_.usb_units[0], block_.usb_units[1]}},
+        {"usb_violations", block_.usb_violations},
         {"tv_cable", block_.tv_cable},
         {"lcdparams", block_.lcd_parameters},
+        {"display", block_.display},
         {"power_off_requested", block_.power_off_requested},
         {"powered_off", block_.powered_off},
         {"watchdog",
@@ -280,6 +331,7 @@ json BoardState::Read() const {
         {"rtc", FormatTime(static_cast<std::time_t>(wall_clock + block_.rtc_offset_s))},
         {"program",
          {{"running", program.running},
+          {"starts", program.starts},
           {"exit_status", program.exit_status ? json(*program.exit_status) : json(nullptr)}}},
         {"commands", Commands(block_.commands)},
     };

@@ -13,8 +13,8 @@
 
 namespace board {
 
-// Thread-safe. The live picture is made only while somebody waits for it, at most 25 times a second, and only once for
-// all.
+// Thread-safe. The live picture is made only while somebody waits for it, as often as it changes (at most 40 times a
+// second), and only once for all.
 class LiveView {
   public:
     struct Frame {
@@ -25,7 +25,7 @@ class LiveView {
     explicit LiveView(Block& block) : block_(block) {}
 
     // The picture as it is now, as a PNG file.
-    std::string Png() const;
+    std::shared_ptr<const std::string> Png();
     // Waits until the picture differs from frame `seen` (0: none was seen). After a second without a change the same
     // frame comes again, so that a lost connection is noticed.
     Frame Next(std::uint64_t seen);
@@ -38,10 +38,13 @@ class LiveView {
     void Refresh();
 
     Block& block_;
-    std::mutex mutex_;
+    std::mutex png_mutex_;  // of what is for the single picture; a stream never waits for it
+    LcdCompositor png_compositor_;
+    std::shared_ptr<const std::string> png_;
+    std::mutex mutex_;  // of the stream, which is all the rest
     std::condition_variable closing_;
     bool closed_ = false;
-    Clock::time_point refreshed_{};
+    Clock::time_point looked_{}, changed_{};
     LcdCompositor compositor_;
     Frame frame_;
 };

@@ -216,7 +216,7 @@ void PanelServer::Post(const std::string& pattern, Handler handler) {
 
 void PanelServer::AddRoutes() {
     Get("/lcd\\.png",
-        [this](const Request&, Response& response) { response.set_content(live_view_.Png(), "image/png"); });
+        [this](const Request&, Response& response) { response.set_content(*live_view_.Png(), "image/png"); });
     Get("/lcd\\.mjpeg", [this](const Request&, Response& response) { Stream(response); });
     Post("/keys/([^/]+)",
          [this](const Request& request, Response& response) { PressKey(request.matches[1].str(), response); });
@@ -245,8 +245,10 @@ void PanelServer::AddRoutes() {
 void PanelServer::AddPanelFiles() {
     for (const PanelFile& file : PanelFiles()) {
         const Handler send = [&file](const Request&, Response& response) {
-            response.set_header("Content-Security-Policy",
-                                "default-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'");
+            response.set_header(
+                "Content-Security-Policy",
+                "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
+                "base-uri 'none'; form-action 'none'; frame-ancestors 'none'");
             response.set_content(file.content.data(), file.content.size(), std::string(file.type));
         };
         Get(file.name == "index.html" ? "/" : "/" + std::string(file.name), send);

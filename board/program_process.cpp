@@ -96,6 +96,7 @@ ProgramProcess::Status ProgramProcess::CurrentStatus() const {
 void ProgramProcess::Start() {
     eventfd_t stale = 0;
     eventfd_read(keys_, &stale);
+    folder_.Sync();  // the last word of the program before
     Boot(*block_);
     std::string error;
     if (!folder_.Create(error)) {
@@ -195,6 +196,9 @@ void ProgramProcess::Supervise() {
     if (powered_off) {
         if (pid_ < 0 && !CurrentStatus().exit_status) return;
         Kill();
+        Rest(*block_);
+        std::string error;
+        if (!folder_.Create(error)) Note(error);
         SetStatus(false, std::nullopt);
         return;
     }
@@ -256,6 +260,7 @@ bool ProgramProcess::Reap(bool wait) {
     kill(-pid_, SIGKILL);
     waitpid(pid_, nullptr, 0);
     pid_ = -1;
+    CloseDevices(*block_);
     ReadOutput();
     output_.Reset();
     SetStatus(false, info.si_code == CLD_EXITED ? info.si_status : 128 + info.si_status);
@@ -264,7 +269,9 @@ bool ProgramProcess::Reap(bool wait) {
 
 void ProgramProcess::SetStatus(bool running, std::optional<int> exit_status) {
     const std::lock_guard lock(mutex_);
-    status_ = {running, exit_status};
+    status_.running = running;
+    status_.exit_status = exit_status;
+    if (running) ++status_.starts;
 }
 
 void ProgramProcess::Note(const std::string& text) {

@@ -30,6 +30,7 @@ class ProgramProcess {
         bool running = false;
         // As a shell tells it (128 and more: ended by a signal); none while it runs, and after a power-off.
         std::optional<int> exit_status;
+        unsigned starts = 0;  // since the board's process runs
     };
 
     // `command` starts the program and has to be an absolute path and its arguments; `keys` is an eventfd, not owned.

@@ -19,6 +19,9 @@ constexpr std::int64_t kBlockSize = 1024;
 // The device's own flash: what lies on no medium.
 constexpr std::int64_t kRootBlocks = std::int64_t{64} * 1024;
 
+// A path where nothing is and nothing can be made.
+constexpr const char* kNowhere = "/dev/null/handed-over";
+
 int Fail(int error) {
     errno = error;
     return -1;
@@ -90,6 +93,7 @@ int VirtualKernel::Open(const char* path, int flags, mode_t mode) {
     if (const int error = TakeFault(std::string("open ") + path)) return Fail(error);
     if (std::strcmp(path, "/dev/null") == 0) return open(path, flags | O_CLOEXEC);
     if (Device* device = FindDevice(path)) return OpenDevice(*device, path, flags);
+    if (Trespass(path)) return Fail(EBUSY);
     if (const auto medium = folder_.MediumOf(path)) return OpenOnMedium(*medium, path, flags, mode);
     return open(Path(path).c_str(), flags | O_CLOEXEC, mode);
 }
@@ -131,6 +135,23 @@ int VirtualKernel::OpenOnMedium(Medium medium, const std::string& path, int flag
     return fd;
 }
 
+bool VirtualKernel::Trespass(const std::string& path) const {
+    if (!folder_.HandedOver(path)) return false;
+    RecordUsbViolation(block_, "use of " + path);
+    return true;
+}
+
+int VirtualKernel::MediumError(const OpenFile& file) const {
+    {
+        const BlockLock lock(block_);
+        const MediumState& state = block_.*BoardFolder::StateOf(file.medium);
+        if (!state.present || state.generation != file.generation) return EIO;
+        if (!state.handed_over) return 0;
+    }
+    RecordUsbViolation(block_, "write to " + file.path);
+    return EBUSY;
+}
+
 std::optional<VirtualKernel::OpenFile> VirtualKernel::Find(int fd) const {
     const std::lock_guard<std::mutex> guard(mutex_);
     const auto file = files_.find(fd);
@@ -154,22 +175,22 @@ int VirtualKernel::Close(int fd) {
 }
 
 int VirtualKernel::WriteError(const OpenFile& file, std::int64_t bytes) {
-    std::int64_t capacity_kib = 0;
+    if (const int error = MediumError(file)) return error;
+    std::int64_t usable_kib = 0;
     {
         const BlockLock lock(block_);
         const MediumState& state = block_.*BoardFolder::StateOf(file.medium);
-        if (!state.present || state.generation != file.generation) return EIO;
         if (state.read_only) return EROFS;
-        capacity_kib = state.capacity_kib;
+        usable_kib = state.capacity_kib - state.reserved_kib;
     }
     const std::int64_t growth = Growth(file.node.descriptor, bytes);
     if (growth == 0) return 0;
 
     const std::lock_guard<std::mutex> guard(mutex_);
     Room& room = rooms_[file.medium];
-    const bool stale = room.capacity_kib != capacity_kib || clock_.Monotonic() - room.counted > kRoomAge;
+    const bool stale = room.usable_kib != usable_kib || clock_.Monotonic() - room.counted > kRoomAge;
     if (stale || room.left < growth + kRoomMargin) {
-        room = {capacity_kib, folder_.FreeBytes(file.medium), clock_.Monotonic()};
+        room = {usable_kib, folder_.FreeBytes(file.medium), clock_.Monotonic()};
     }
     if (growth > room.left) return ENOSPC;
     room.left -= growth;
@@ -191,9 +212,7 @@ int VirtualKernel::Flush(int fd) {
     const std::optional<OpenFile> file = Find(fd);
     if (file && file->device) return Fail(EINVAL);
     if (file) {
-        const BlockLock lock(block_);
-        const MediumState& state = block_.*BoardFolder::StateOf(file->medium);
-        if (!state.present || state.generation != file->generation) return Fail(EIO);
+        if (const int error = MediumError(*file)) return Fail(error);
     }
     // The PC need not write its disk through for a simulated card.
     return fcntl(fd, F_GETFD) < 0 ? -1 : 0;
@@ -267,6 +286,7 @@ int VirtualKernel::Exec(const char* /*file*/, char* const /*arguments*/[]) {
 
 int VirtualKernel::StatFs(const char* path, struct statfs* result) {
     if (const int error = TakeFault("statfs")) return Fail(error);
+    if (Trespass(path)) return Fail(EBUSY);
     if (access(Path(path).c_str(), F_OK) != 0) return -1;
     *result = {};
     result->f_bsize = kBlockSize;
@@ -307,6 +327,7 @@ int VirtualKernel::SetRealTime(const std::timespec& now) {
 
 std::string VirtualKernel::Path(const std::string& path) {
     if (path == "/dev/null") return path;
+    if (Trespass(path)) return kNowhere;
     const auto resolved = folder_.Resolve(path);
     if (!resolved) return path;
     if (!folder_.MediumOf(path)) folder_.Sync();

@@ -76,7 +76,7 @@ class VirtualKernel final : public Varno::Kernel {
 
     // What was last known of a medium's free space, less what was written since.
     struct Room {
-        std::int64_t capacity_kib = -1;
+        std::int64_t usable_kib = -1;
         std::int64_t left = 0;
         std::chrono::nanoseconds counted{};
     };
@@ -87,6 +87,10 @@ class VirtualKernel final : public Varno::Kernel {
     std::optional<OpenFile> Find(int fd) const;
     // The fault that is due for this call; 0: none.
     int TakeFault(const std::string& call);
+    // Tells whether a medium that was handed over to a PC is used without leave; counts it then.
+    bool Trespass(const std::string& path) const;
+    // 0, or the errno that every use of this file fails with, because of its medium.
+    int MediumError(const OpenFile& file) const;
     // 0, or the errno that writing to this file fails with.
     int WriteError(const OpenFile& file, std::int64_t bytes);
 

@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <limits>
 #include <memory>
-#include <sstream>
+#include <string_view>
 
 #include "sys/kernel.h"
 #include "sys/node_file.h"
@@ -23,14 +23,25 @@ constexpr char kCardPrefix[] = "mmcblk";
 constexpr char kMediaType[] = "vfat";
 constexpr char kNandDevice[] = "/dev/loop0";
 
+// Cuts the next field off a line of /proc/mounts; empty at its end.
+std::string_view TakeField(std::string_view& line) {
+    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n'; };
+    const auto begin = std::find_if_not(line.begin(), line.end(), blank);
+    const auto end = std::find_if(begin, line.end(), blank);
+    const std::string_view field =
+        line.substr(static_cast<std::size_t>(begin - line.begin()), static_cast<std::size_t>(end - begin));
+    line.remove_prefix(static_cast<std::size_t>(end - line.begin()));
+    return field;
+}
+
 // A field of /proc/mounts: blanks, tabs, newlines, backslashes and hashes stand there as a backslash and three octal
 // digits.
-std::string Unescaped(const std::string& field) {
+std::string Unescaped(std::string_view field) {
     const auto octal = [&field](std::size_t i) { return i < field.size() && field[i] >= '0' && field[i] <= '7'; };
     std::string text;
     for (std::size_t i = 0; i < field.size(); ++i) {
         if (field[i] == '\\' && octal(i + 1) && octal(i + 2) && octal(i + 3)) {
-            text += static_cast<char>(std::strtol(field.substr(i + 1, 3).c_str(), nullptr, 8));
+            text += static_cast<char>(std::strtol(std::string(field.substr(i + 1, 3)).c_str(), nullptr, 8));
             i += 3;
         } else {
             text += field[i];
@@ -46,6 +57,10 @@ long CardNumber(const std::string& name) {
     if (name.find_first_not_of("0123456789", kPrefixLength) != std::string::npos) return -1;
     return std::strtol(name.c_str() + kPrefixLength, nullptr, 10);
 }
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
 
 struct DirectoryCloser {
     void operator()(DIR* directory) const { closedir(directory); }
@@ -70,16 +85,21 @@ std::string FirstPartition() {
 }  // namespace
 
 std::string GetMountpoint(const std::string& device, const std::string& fstype) {
-    std::ifstream mounts(kernel().Path("/proc/mounts"));
-    for (std::string line; std::getline(mounts, line);) {
-        std::istringstream fields(line);
-        std::string source;
-        std::string directory;
-        std::string type;
-        fields >> source >> directory >> type;
-        if (type == fstype && Unescaped(source) == device) return Unescaped(directory);
+    // Several times with every tick: no stream, whose construction would cost more than all the rest.
+    const std::unique_ptr<std::FILE, FileCloser> mounts(std::fopen(kernel().Path("/proc/mounts").c_str(), "re"));
+    if (!mounts) return {};
+    std::string found;
+    char* line = nullptr;
+    std::size_t size = 0;
+    ssize_t length = 0;
+    while (found.empty() && (length = getline(&line, &size, mounts.get())) > 0) {
+        std::string_view rest(line, static_cast<std::size_t>(length));
+        const std::string_view source = TakeField(rest);
+        const std::string_view directory = TakeField(rest);
+        if (TakeField(rest) == fstype && Unescaped(source) == device) found = Unescaped(directory);
     }
-    return {};
+    std::free(line);
+    return found;
 }
 
 std::string GetNandDataPart() {

@@ -5,6 +5,7 @@ const FAULTS = ['dqbuf-stuck', 'dqbuf-eio', 'streamon-refused', 'qbuf-refused', 
   'format-other', 'error-flag'];
 const LAMP_FULL = 104;        // PWM value at the brightest step
 const POLL_MS = 500;
+const ANSWER_MS = 4000;       // a board that takes longer does not answer
 const REPEAT_DELAY_MS = 350;  // the keypad repeats arrows only
 const REPEAT_MS = 130;
 const LOG_KEPT = 200000;      // characters of the log kept in the page
@@ -24,6 +25,7 @@ async function request(method, path, body) {
   const response = await fetch(path, {
     method, cache: 'no-store', body: body === undefined ? undefined : JSON.stringify(body),
     headers: body === undefined ? {} : {'Content-Type': 'application/json'},
+    signal: method === 'GET' ? AbortSignal.timeout(ANSWER_MS) : null,
   });
   if (!response.ok) throw new Error((await response.text()) || `${method} ${path}: ${response.status}`);
   return response;
@@ -32,7 +34,7 @@ async function request(method, path, body) {
 let errorTimer = 0;
 function showError(error) {
   // A board that is away is told by the link line; its return clears that by itself.
-  if (error instanceof TypeError) return;
+  if (error instanceof TypeError || error.name === 'TimeoutError') return;
   setText($('error'), error.message.trim());
   $('error').hidden = false;
   clearTimeout(errorTimer);
@@ -134,24 +136,73 @@ addEventListener('blur', () => {
 
 // ---- screen
 
-let streamTimer = 0;
-function connectLcd() {
-  clearTimeout(streamTimer);
-  $('lcd').src = `lcd.mjpeg?${Date.now()}`;
+const STALLED_MS = 4000;  // the board repeats a picture that stays the same every second
+const RETRY_MS = 500;
+const sleep = milliseconds => new Promise(resolve => setTimeout(resolve, milliseconds));
+
+// The pictures of the stream, one after the other. Ends, or throws, when the stream does; an <img> would not tell.
+async function* pictures() {
+  const stalled = new AbortController();
+  let timer = 0;
+  const watch = () => {
+    clearTimeout(timer);
+    timer = setTimeout(() => stalled.abort(), STALLED_MS);
+  };
+  try {
+    watch();
+    const response = await fetch('lcd.mjpeg', {cache: 'no-store', signal: stalled.signal});
+    if (!response.ok) throw new Error(await response.text());
+    let bytes = new Uint8Array(0);
+    for (const reader = response.body.getReader();;) {
+      const {done, value} = await reader.read();
+      if (done) return;
+      watch();
+      const more = new Uint8Array(bytes.length + value.length);
+      more.set(bytes);
+      more.set(value, bytes.length);
+      bytes = more;
+      for (;;) {
+        const head = /Content-Length: (\d+)\r\n\r\n/.exec(new TextDecoder('latin1').decode(bytes.subarray(0, 200)));
+        const start = head ? head.index + head[0].length : 0;
+        const end = start + Number(head?.[1]);
+        if (!head || bytes.length < end) break;
+        yield new Blob([bytes.subarray(start, end)], {type: 'image/jpeg'});
+        bytes = bytes.slice(end);
+      }
+    }
+  } finally {
+    clearTimeout(timer);
+    stalled.abort();
+  }
 }
-$('lcd').addEventListener('error', () => {
-  clearTimeout(streamTimer);
-  streamTimer = setTimeout(() => { if (live) connectLcd(); }, 1000);
-});
+
+async function watchLcd() {
+  const screen = $('lcd').getContext('2d', {alpha: false});
+  for (;; await sleep(RETRY_MS)) {
+    try {
+      for await (const picture of pictures()) {
+        const bitmap = await createImageBitmap(picture);
+        screen.drawImage(bitmap, 0, 0);
+        bitmap.close();
+        $('lcd').dataset.pictures = Number($('lcd').dataset.pictures ?? 0) + 1;
+      }
+    } catch (error) {
+      if (live && !(error instanceof DOMException)) showError(error);
+    }
+  }
+}
+watchLcd();
 
 // ---- controls
 
 for (const control of document.querySelectorAll('[data-path]')) {
   if (control.type === 'checkbox') {
     control.addEventListener('change', () => patch(control.dataset.path, control.checked));
-  } else {
-    control.addEventListener('input', () => setText($('millivolts-text'), `${control.value} mV`));
+  } else if (control.type === 'range') {
+    control.addEventListener('input', () => showVoltage(Number(control.value)));
     control.addEventListener('change', () => patch(control.dataset.path, Number(control.value)));
+  } else {
+    control.addEventListener('change', () => patch(control.dataset.path, control.value));
   }
 }
 for (const form of document.querySelectorAll('[data-size]')) {
@@ -159,7 +210,7 @@ for (const form of document.querySelectorAll('[data-size]')) {
     event.preventDefault();
     const input = form.querySelector('input');
     edited.delete(input);
-    if (input.value !== '') patch(form.dataset.size, Number(input.value));
+    if (input.value !== '') patch(form.dataset.size, Math.round(Number(input.value) * form.dataset.kib));
   });
 }
 $('source-form').addEventListener('submit', event => {
@@ -173,6 +224,11 @@ $('clock-form').addEventListener('submit', event => {
   const value = $('rtc').value;
   patch('rtc', value.length === 16 ? `${value}:00` : value);
 });
+$('rtc-now').addEventListener('click', () => {
+  edited.delete($('rtc'));
+  const now = new Date();
+  patch('rtc', new Date(now.getTime() - now.getTimezoneOffset() * 60000).toISOString().slice(0, 19));
+});
 for (const name of FAULTS) {
   const label = document.createElement('label');
   const box = document.createElement('input');
@@ -183,15 +239,20 @@ for (const name of FAULTS) {
   label.append(box, name);
   $('faults').append(label);
 }
+let restarting = false;
 $('restart').addEventListener('click', async () => {
-  $('restart').disabled = true;
+  // Not disabled meanwhile: that would take the keyboard's focus away.
+  if (restarting) return;
+  restarting = true;
+  if (state) showProgram(state);
   try {
     await request('POST', 'program/restart');
   } catch (error) {
     showError(error);
   }
-  $('restart').disabled = false;
-  refresh();
+  restarting = false;
+  await refreshing;
+  await refresh();
 });
 
 // A field the user is editing is not overwritten by the board's news until it is set or left unchanged.
@@ -219,16 +280,29 @@ function setState(id, text, bad = false) {
   $(id).classList.toggle('bad', bad);
 }
 
+// What covers the screen when it is not the running program's; empty: nothing.
+function screenNote({program, powered_off: poweredOff, watchdog}) {
+  if (!live) return 'The board does not answer. Waiting for it…';
+  if (restarting) return 'The program is being restarted…';
+  if (program.running) return '';
+  if (poweredOff) return 'Powered off. “Restart program” switches it on.';
+  return `The program ended with status ${program.exit_status}. ${watchdog.armed
+    ? `The watchdog resets it in ${watchdog.seconds_left} s, “Restart program” does at once.` : '“Restart program” starts it again.'}`;
+}
+
 function showProgram(now) {
   const {program, watchdog} = now;
-  setState('program-state', program.running ? 'running' : now.powered_off ? 'powered off'
-    : program.exit_status === null ? 'not running' : `ended with status ${program.exit_status}`, !program.running);
+  setState('program-state', restarting ? 'restarting' : program.running ? 'running' : now.powered_off ? 'powered off'
+    : `ended with status ${program.exit_status}`, !program.running);
   $('watchdog').value = watchdog.armed ? watchdog.seconds_left : 0;
   setText($('watchdog-text'), watchdog.armed ? `${watchdog.seconds_left} s left` : 'not armed');
   setText($('resets'), String(watchdog.resets));
-  const note = $('lcd-note');
-  note.hidden = live && (program.running || !now.powered_off);
-  setText(note, !live ? 'The board does not answer. Waiting for it…' : 'Powered off. “Restart program” switches it on.');
+  const note = screenNote(now);
+  setText($('lcd-note'), note);
+  $('lcd-note').hidden = note === '';
+  const tv = /tvenc_(\w+)$/.exec(now.display);
+  setText($('display-note'), tv ? `on the TV, ${tv[1].toUpperCase()}${now.tv_cable ? '' : ' (no cable)'}` : '');
+  $('display-note').hidden = !tv || note !== '';
   $('device').dataset.power = now.powered_off ? 'off' : 'on';
 }
 
@@ -237,9 +311,10 @@ function showCamera({camera, pxp}) {
     ? `${camera.width} × ${camera.height}, ${camera.fps} fps` : 'idle', !camera.plugged || camera.faults.length > 0);
   setField($('camera-source'), camera.source);
   for (const box of document.querySelectorAll('#faults input')) box.checked = camera.faults.includes(box.value);
+  const turn = pxp.rotation ? `, turned ${pxp.rotation}°` : '';
   const flips = (pxp.hflip ? ', mirrored' : '') + (pxp.vflip ? ', upside down' : '');
   setText($('pxp-text'), pxp.streaming
-    ? `${pxp.width} × ${pxp.height}, output ${pxp.output}, turned ${pxp.rotation}°${flips}` : 'off');
+    ? `${pxp.width} × ${pxp.height}, output ${pxp.output}${turn}${flips}` : 'off');
   $('device').dataset.camera = camera.plugged ? 'in' : 'out';
 }
 
@@ -252,6 +327,40 @@ function showLights(now) {
   $('charge-led').style.setProperty('--level', now.battery.charger ? '1' : '0');
 }
 
+// As the program reckons it: 1278 mV are empty, 2046 mV full, in steps of 4 %.
+const chargeOf = millivolts => Math.min(Math.max(Math.trunc((millivolts - 1278) / 768 * 100 / 4) * 4, 0), 100);
+function showVoltage(millivolts) {
+  setText($('millivolts-text'), `${millivolts} mV · ${chargeOf(millivolts)} %`);
+}
+
+const MEDIUM_OF = {'/dev/mmcblk0p1': 'card', '/dev/loop0': 'nand'};
+const MEDIUM_NAMES = {card: 'memory card', nand: 'internal storage'};
+
+// The drives that a PC at the USB cable finds; which medium each is, empty while it is one without a medium.
+function drivesOnPc(now) {
+  return now.usb_units.map(device => {
+    const medium = MEDIUM_OF[device];
+    return device === '' || !now.usb_host ? null : now[medium]?.handed_over ? medium : '';
+  });
+}
+
+function showConnections(now) {
+  const drives = drivesOnPc(now);
+  $('pc').hidden = !now.usb_host;
+  setText($('pc-note'), drives.some(drive => drive !== null) ? 'The PC sees:' : 'The PC sees no drive.');
+  for (const section of document.querySelectorAll('.drive')) {
+    const medium = drives[section.dataset.unit];
+    section.hidden = medium === null;
+    section.dataset.medium = medium ?? '';
+    setText(section.querySelector('.drive-name'), medium
+      ? `Drive ${section.dataset.unit}: ${MEDIUM_NAMES[medium]}, ${kib(now[medium].size_kib)}`
+      : `Drive ${section.dataset.unit}: no medium`);
+  }
+  setText($('usb-violations'), now.usb_violations === 0 ? 'none' : String(now.usb_violations));
+  $('usb-violations').classList.toggle('bad', now.usb_violations > 0);
+  setState('connection-state', [now.usb_host && 'PC', now.tv_cable && 'TV'].filter(Boolean).join(', ') || 'none');
+}
+
 function show(now) {
   showProgram(now);
   showCamera(now);
@@ -259,19 +368,19 @@ function show(now) {
   for (const control of document.querySelectorAll('[data-path]')) {
     const value = at(now, control.dataset.path);
     if (control.type === 'checkbox') control.checked = Boolean(value);
-    else if (document.activeElement !== control && !control.matches(':active')) control.value = value;
+    else if (!control.matches(':active')) control.value = value;
   }
-  setText($('millivolts-text'), `${$('millivolts').value} mV`);
+  if (!$('millivolts').matches(':active')) showVoltage(now.battery.millivolts);
   setState('power-state', `${now.battery.millivolts} mV${now.battery.charger ? ', charging' : ''}`,
-    now.battery.millivolts < 1278);
+    chargeOf(now.battery.millivolts) < 20);
   for (const form of document.querySelectorAll('[data-size]')) {
-    setField(form.querySelector('input'), String(at(now, form.dataset.size) ?? ''));
+    const size = at(now, form.dataset.size) / form.dataset.kib;
+    setField(form.querySelector('input'), String(Math.round(size * 1000) / 1000));
   }
-  setState('storage-state', now.card.inserted ? `card, ${kib(now.card.free_kib)} free` : `inside, ${kib(now.nand.free_kib)} free`);
-  const units = (now.usb_units ?? []).filter(Boolean);
-  setText($('usb-units'), units.length ? units.join(', ') : 'nothing');
-  setText($('lcdparams'), now.lcdparams.replace(/^lcd_panel=/, '') || '–');
-  setState('connection-state', [now.usb_host && 'PC', now.tv_cable && 'TV'].filter(Boolean).join(', ') || 'none');
+  const medium = now.card.mounted ? 'card' : 'nand';
+  setState('storage-state', !now[medium].mounted ? 'none mounted' : now[medium].handed_over
+    ? `${MEDIUM_NAMES[medium]} at the PC` : `${MEDIUM_NAMES[medium]}, ${kib(now[medium].free_kib)} free`);
+  showConnections(now);
   setText($('clock-state'), now.rtc.replace('T', ' '));
   setField($('rtc'), now.rtc.replace(' ', 'T').slice(0, 19));
   setText($('commands-state'), String(now.commands.length));
@@ -285,7 +394,6 @@ function setLive(value) {
   setText($('link'), live ? 'connected' : 'the board does not answer; trying again');
   for (const element of document.querySelectorAll('.key')) element.disabled = !live;
   if (live) {
-    connectLcd();
     restartLog();
   } else if (state) {
     showProgram(state);
@@ -299,6 +407,8 @@ function refresh() {
       const news = await (await request('GET', 'board')).json();
       setLive(true);
       if (changing > 0 || before !== changes) return;
+      // Another board than before: it was started anew between two looks.
+      if (state && state.session !== news.session) restartLog();
       state = news;
       show(state);
     } catch (error) {
@@ -314,48 +424,173 @@ function refresh() {
 // ---- log and files
 
 let logNext = 0;
+let logPaused = false;
 function restartLog() {
   logNext = 0;
   $('log').replaceChildren();
 }
-async function refreshLog() {
-  const response = await request('GET', `log?from=${logNext}`);
+$('log-pause').addEventListener('click', () => {
+  logPaused = !logPaused;
+  $('log-pause').setAttribute('aria-pressed', String(logPaused));
+  setText($('log-pause'), logPaused ? 'Go on' : 'Pause');
+  setText($('log-news'), logPaused ? 'paused' : '');
+  if (!logPaused) Promise.resolve(readingLog).then(() => refreshLog(true)).catch(showError);
+});
+$('log-clear').addEventListener('click', () => $('log').replaceChildren());
+let readingLog = null;  // one at a time, or a part would come twice
+function refreshLog(toEnd = false) {
+  readingLog ??= readLog(toEnd).finally(() => { readingLog = null; });
+  return readingLog;
+}
+async function readLog(toEnd) {
+  if (logPaused) {
+    const response = await fetch(`log?from=${logNext}`, {method: 'HEAD', cache: 'no-store'});
+    const waiting = Number(response.headers.get('Log-Next')) - logNext;
+    setText($('log-news'), waiting > 0 ? `paused, ${kib(Math.ceil(waiting / 1024))} more` : 'paused');
+    return;
+  }
+  const from = logNext;
+  const response = await request('GET', `log?from=${from}`);
   const next = Number(response.headers.get('Log-Next'));
   const text = await response.text();
-  if (next === logNext) return;
+  if (next === from || logNext !== from) return;
   logNext = next;
   const log = $('log');
-  const atEnd = log.scrollTop + log.clientHeight >= log.scrollHeight - 8;
+  const atEnd = toEnd || log.scrollTop + log.clientHeight >= log.scrollHeight - 8;
   log.append(text);
   log.normalize();
   if (log.textContent.length > 2 * LOG_KEPT) log.textContent = log.textContent.slice(-LOG_KEPT);
   if (atEnd) log.scrollTop = log.scrollHeight;
 }
 
-async function refreshFiles(panel) {
-  const medium = panel.dataset.medium;
-  const list = panel.querySelector('ul');
-  const present = state[medium].inserted ?? true;
+const isPicture = path => /\.jpe?g$/i.test(path);
+const isFilm = path => /\.avi$/i.test(path);
+
+// The first frame of an AVI file of raw YUYV frames, drawn on a canvas; null when it is none.
+async function firstFrame(address) {
+  const bytes = async (from, length) => new DataView(await (await fetch(address, {
+    cache: 'no-store', headers: {Range: `bytes=${from}-${from + length - 1}`},
+  })).arrayBuffer());
+  const head = await bytes(0, 16384);
+  const find = (text, from) => {
+    for (let i = from; i + text.length <= head.byteLength; i++) {
+      if ([...text].every((letter, k) => head.getUint8(i + k) === letter.charCodeAt(0))) return i;
+    }
+    return -1;
+  };
+  const format = find('strf', 12);
+  const list = find('movi', format);
+  const frame = find('00d', list);
+  if (format < 0 || list < 0 || frame < 0 || find('YUY2', format) !== format + 24) return null;
+  const width = head.getInt32(format + 12, true);
+  const height = Math.abs(head.getInt32(format + 16, true));
+  if (width < 2 || width > 2048 || height < 1 || height > 2048) return null;
+  const pixels = await bytes(frame + 8, width * height * 2);
+  if (pixels.byteLength < width * height * 2) return null;
+  const canvas = document.createElement('canvas');
+  canvas.width = width;
+  canvas.height = height;
+  const picture = new ImageData(width, height);
+  for (let i = 0; i < width * height; i++) {
+    const pair = (i >> 1) * 4;
+    const y = pixels.getUint8(i * 2);
+    const u = pixels.getUint8(pair + 1) - 128;
+    const v = pixels.getUint8(pair + 3) - 128;
+    picture.data.set([y + 1.402 * v, y - 0.344 * u - 0.714 * v, y + 1.772 * u, 255], i * 4);
+  }
+  canvas.getContext('2d').putImageData(picture, 0, 0);
+  return canvas;
+}
+
+// Previews are fetched when they come into sight.
+const previews = new IntersectionObserver(entries => {
+  for (const {isIntersecting, target} of entries) {
+    if (!isIntersecting) continue;
+    previews.unobserve(target);
+    const address = target.href;
+    if (isPicture(address)) {
+      const image = new Image();
+      image.alt = '';
+      image.addEventListener('error', () => image.remove());
+      image.src = address;
+      target.append(image);
+    } else {
+      firstFrame(address).then(canvas => { if (canvas) target.append(canvas); }, () => {});
+    }
+  }
+});
+
+// Names come from the medium: they are only ever text, and only ever the end of an address of ours.
+function fileItem(medium, {path}) {
+  const item = document.createElement('li');
+  const address = `files/${medium}/${path.split('/').map(encodeURIComponent).join('/')}`;
+  const link = (className, text) => {
+    const element = document.createElement('a');
+    element.href = address;
+    element.className = className;
+    element.textContent = text;
+    return element;
+  };
+  const preview = link('preview', isPicture(path) || isFilm(path) ? '' : 'file');
+  preview.tabIndex = -1;  // the same as the name's link
+  preview.setAttribute('aria-hidden', 'true');
+  preview.classList.toggle('film', isFilm(path));
+  const name = link('file-name', path);
+  // A browser shows pictures; of the rest it can only keep a copy.
+  if (isPicture(path)) {
+    preview.target = name.target = '_blank';
+    preview.rel = name.rel = 'noopener';
+  } else {
+    preview.download = name.download = path.split('/').pop();
+  }
+  const save = link('button save', 'Save');
+  save.download = path.split('/').pop();
+  save.setAttribute('aria-label', `Save ${path}`);
+  const facts = document.createElement('span');
+  facts.className = 'file-facts';
+  item.append(preview, name, facts, save);
+  if (isPicture(path) || isFilm(path)) previews.observe(preview);
+  return item;
+}
+
+const shownFiles = new WeakMap();  // list: its items by their file
+function showFiles(list, medium, files) {
+  const before = shownFiles.get(list) ?? new Map();
+  const now = new Map();
+  for (const file of files) {
+    // A film grows while it is recorded, and its first frame stays the same.
+    const key = [medium, file.path, isFilm(file.path) ? '' : file.modified].join('|');
+    const item = before.get(key) ?? fileItem(medium, file);
+    const time = new Date((file.modified - new Date().getTimezoneOffset() * 60) * 1000).toISOString();
+    setText(item.querySelector('.file-facts'), `${kib(Math.ceil(file.bytes / 1024))}, ${time.slice(0, 16).replace('T', ' ')}`);
+    now.set(key, item);
+  }
+  shownFiles.set(list, now);
+  const items = [...now.values()];
+  if (items.length !== list.children.length || items.some((item, i) => item !== list.children[i])) {
+    list.replaceChildren(...items);
+  }
+}
+
+async function fetchFiles(medium) {
   // The card may have been pulled out just now.
-  const response = present ? await fetch(`files/${medium}`, {cache: 'no-store'}) : null;
-  const files = response?.ok ? await response.json() : null;
-  const summary = panel.querySelector('.state');
-  setText(summary, files === null ? 'no such medium' : `${files.length} ${files.length === 1 ? 'file' : 'files'}`);
-  const text = JSON.stringify(files);
-  if (list.dataset.shown === text) return;
-  list.dataset.shown = text;
-  list.replaceChildren(...(files ?? []).map(file => {
-    const item = document.createElement('li');
-    const link = document.createElement('a');
-    link.href = `files/${medium}/${file.path.split('/').map(encodeURIComponent).join('/')}`;
-    link.target = '_blank';
-    link.rel = 'noopener';
-    link.textContent = file.path;
-    const size = document.createElement('span');
-    size.textContent = kib(Math.ceil(file.bytes / 1024));
-    item.append(link, size);
-    return item;
-  }));
+  const response = state[medium].inserted ?? true ? await fetch(`files/${medium}`, {cache: 'no-store'}) : null;
+  if (!response?.ok) return null;
+  const files = await response.json();
+  return files.sort((a, b) => b.modified - a.modified);
+}
+
+async function refreshFiles(medium) {
+  const files = await fetchFiles(medium);
+  const panel = $(`files-${medium}`);
+  const count = files && `${files.length} ${files.length === 1 ? 'file' : 'files'}`;
+  setText(panel.querySelector('.state'), files === null ? 'no such medium'
+    : state[medium].handed_over ? `${count}, at the PC` : count);
+  showFiles(panel.querySelector('ul'), medium, panel.open && files || []);
+  for (const drive of document.querySelectorAll('.drive')) {
+    const mine = drive.dataset.medium === medium;
+    if (mine || drive.dataset.medium === '') showFiles(drive.querySelector('ul'), medium, mine && files || []);
+  }
 }
 
 async function poll() {
@@ -363,7 +598,7 @@ async function poll() {
     await refresh();
     if (live && state) {
       try {
-        const news = ['files-card', 'files-nand'].map(refreshFilesWhenDue);
+        const news = ['card', 'nand'].map(refreshFilesWhenDue);
         if ($('log-panel').open) news.push(refreshLog());
         await Promise.all(news);
       } catch (error) {
@@ -374,12 +609,14 @@ async function poll() {
   setTimeout(poll, POLL_MS);
 }
 const filesDue = {};
-function refreshFilesWhenDue(id) {
-  const panel = $(id);
+function refreshFilesWhenDue(medium) {
   const now = performance.now();
-  if (now < (filesDue[id] ?? 0)) return null;
-  filesDue[id] = now + (panel.open ? 1500 : 5000);
-  return refreshFiles(panel);
+  if (now < (filesDue[medium] ?? 0)) return null;
+  filesDue[medium] = now + ($(`files-${medium}`).open || state.usb_host ? 1000 : 4000);
+  return refreshFiles(medium);
+}
+for (const medium of ['card', 'nand']) {
+  $(`files-${medium}`).addEventListener('toggle', () => { if (state) refreshFiles(medium).catch(showError); });
 }
 document.addEventListener('visibilitychange', () => { if (!document.hidden) refresh(); });
 poll();

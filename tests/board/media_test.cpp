@@ -51,7 +51,7 @@ TEST_F(MediaTest, FreeSpaceIsExactAndFollowsTheFiles) {
 
 TEST_F(MediaTest, ReadOnly) {
     const int before = Open((card + "/a").c_str());
-    board.Set(&board::Block::card, board::MediumState{true, true, true, 0, 1000});
+    board.Set(&board::Block::card, &board::MediumState::read_only, true);
     EXPECT_EQ(Write(before, 1), EROFS);
     EXPECT_EQ(Open((card + "/b").c_str()), -1);
     EXPECT_EQ(errno, EROFS);
@@ -83,6 +83,29 @@ TEST_F(MediaTest, PulledAndInserted) {
     EXPECT_TRUE(exists("/media/sd-mmcblk0p1/a"));
     EXPECT_NE(board.Read("/proc/mounts").find("/dev/mmcblk0p1 /media/sd-mmcblk0p1 vfat rw"), std::string::npos);
     EXPECT_EQ(board.Kernel().OpenCount(), 0);
+}
+
+TEST_F(MediaTest, SizeAndFreeSpace) {
+    using board::Medium;
+    board.Write(card + "/a", std::string(10 * 1024, 'x'));
+    board::BoardFolder& folder = board.Folder();
+    struct statfs space {};
+    // By turns the size and the free space; a size makes all free, a free space keeps the size unless it has to grow.
+    const struct {
+        std::int64_t size_kib, free_kib;
+        std::int64_t then_size_kib, then_free_kib;
+    } cases[] = {{1000, -1, 1000, 990}, {-1, 100, 1000, 100}, {-1, 5000, 5010, 5000}, {20, -1, 20, 10}, {-1, 0, 20, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.size_kib) + " " + std::to_string(c.free_kib));
+        if (c.size_kib >= 0) folder.SetSizeKib(Medium::Card, c.size_kib);
+        if (c.free_kib >= 0) folder.SetFreeKib(Medium::Card, c.free_kib);
+        EXPECT_EQ(folder.FreeBytes(Medium::Card), c.then_free_kib * 1024);
+        ASSERT_EQ(board.Kernel().StatFs(card.c_str(), &space), 0);
+        EXPECT_EQ(static_cast<std::int64_t>(space.f_blocks), c.then_size_kib);
+    }
+    EXPECT_EQ(board.Kernel().System(("/bin/umount -l " + card).c_str()), 0);
+    EXPECT_EQ(board.Kernel().System("/usr/bin/mkdosfs -F 32 /dev/mmcblk0p1"), 0);
+    EXPECT_EQ(folder.FreeBytes(Medium::Card), 20 * 1024) << "formatting frees what filled it up";
 }
 
 TEST_F(MediaTest, WritesFailOnRequest) {

@@ -71,13 +71,19 @@ std::vector<std::string> VirtualBoard::Files(board::Medium medium, const std::st
     return names;
 }
 
+// Not by way of the kernel, which answers to the program only.
+std::string VirtualBoard::Resolve(const std::string& path) {
+    Folder().Sync();
+    return Folder().Resolve(path).value_or(path);
+}
+
 std::string VirtualBoard::Read(const std::string& path) {
-    std::ifstream file(Kernel().Path(path), std::ios::binary);
+    std::ifstream file(Resolve(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void VirtualBoard::Write(const std::string& path, const std::string& content) {
-    std::ofstream(Kernel().Path(path), std::ios::binary) << content;
+    std::ofstream(Resolve(path), std::ios::binary) << content;
 }
 
 }  // namespace support

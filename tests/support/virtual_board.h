@@ -41,6 +41,12 @@ class VirtualBoard {
         Block().*member = value;
     }
 
+    // One flag of a medium.
+    void Set(board::MediumState board::Block::*medium, bool board::MediumState::*flag, bool value) {
+        const board::BlockLock lock(Block());
+        Block().*medium.*flag = value;
+    }
+
     void PlugCamera(bool plugged);
     void InsertCard(bool inserted) { board::InsertMedium(Block(), &board::Block::card, inserted); }
     void SetCameraFaults(std::uint32_t faults);
@@ -65,6 +71,7 @@ class VirtualBoard {
         board::BoardFolder folder;
         board::VirtualKernel kernel;
     };
+    std::string Resolve(const std::string& path);
     static Parts& MakeParts(const std::filesystem::path& directory);
 
     const std::filesystem::path directory_before_;

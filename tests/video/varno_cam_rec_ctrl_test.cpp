@@ -162,7 +162,7 @@ TEST_F(CamRecCtrlTest, StillsGoWhereTheMediumIs) {
     EXPECT_TRUE(Until([this] { return !m_controller->GetSavingImageStatus(); }));
     ASSERT_EQ(board.Files(board::Medium::Nand).size(), 1U);  // no folder of its own there
 
-    board.Set(&Block::nand, board::MediumState{true, false, false, 0, 1000});
+    board.Set(&Block::nand, &board::MediumState::mounted, false);
     TakeStill();
     EXPECT_FALSE(m_controller->StartRecordAVI());
 }

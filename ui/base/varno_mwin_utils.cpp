@@ -5,9 +5,11 @@
 #include <fstream>
 #include <map>
 
+#include "ui/base/varno_lazy_image.h"
+
 namespace {
 
-Varno::Image g_funnel;
+Varno::LazyImage g_funnel;
 bool g_funnelShown = false;
 
 // Constructed on first use and never destroyed: colour requests may come until the very end of the process.
@@ -65,20 +67,20 @@ HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, c
 
 bool InitFunnelCtrl() {
     DeinitFunnelCtrl();
-    g_funnel.reset(LoadImage("img/funnel.gif"));
-    GdSetCursorImage(g_funnel.get());
+    g_funnel.SetPath("img/funnel.gif");
     return true;
 }
 
 void DeinitFunnelCtrl() {
     ShowFunnel(false);
     GdSetCursorImage(nullptr);
-    g_funnel.reset();
+    g_funnel.Unload();
 }
 
 void ShowFunnel(bool show) {
     if (show == g_funnelShown) return;
     if (show) {
+        GdSetCursorImage(g_funnel.Get());
         MwMoveCursor(GetSystemMetrics(SM_CXSCREEN) / 2 - 10, GetSystemMetrics(SM_CYSCREEN) / 2);
         GdShowCursor();
     } else {

@@ -39,7 +39,8 @@ inline HFONT CreateFittingFont(const char* face, int height, int weight, HWND wi
     return CreateFittingFont(face, height, weight, window, std::vector<std::string>{text}, place);
 }
 
-// Loads the shared busy picture (again); always true, also when the file is missing and nothing will be seen.
+// Makes the shared busy picture ready (again), which is decoded when it is first shown; always true, also when the file
+// is missing and nothing will be seen.
 bool InitFunnelCtrl();
 void DeinitFunnelCtrl();
 // Shows or hides the busy picture in the middle of the screen, over everything, visible at once. Not counted.

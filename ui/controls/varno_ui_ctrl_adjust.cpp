@@ -16,7 +16,7 @@ CVarnoUICtrlAdjust::~CVarnoUICtrlAdjust() {
 
 bool CVarnoUICtrlAdjust::Init() {
     if (!CMWUIBase::Init()) return false;
-    m_pIcon.reset(Varno::LoadImage(m_sIconPath));
+    m_pIcon.SetPath(m_sIconPath);
     const RECT rect = ClientRect();
     m_nIconSide = (m_bVertical ? rect.right : rect.bottom) * 2 / 3;
     const int x = m_bVertical ? m_nIconSide : 0;
@@ -32,7 +32,7 @@ bool CVarnoUICtrlAdjust::Init() {
 void CVarnoUICtrlAdjust::Deinit() {
     if (m_hScrollbar != nullptr) DestroyWindow(m_hScrollbar);
     m_hScrollbar = nullptr;
-    m_pIcon.reset();
+    m_pIcon.Unload();
     CMWUIBase::Deinit();
 }
 
@@ -49,16 +49,16 @@ void CVarnoUICtrlAdjust::MoveBy(int positions) {
     SendMessage(m_hScrollbar, SBM_SETSCROLLINFO, TRUE, reinterpret_cast<LPARAM>(&info));
 }
 
-void CVarnoUICtrlAdjust::PaintIcon(HWND hwnd) const {
+void CVarnoUICtrlAdjust::PaintIcon(HWND hwnd) {
     PAINTSTRUCT paint{};
     HDC dc = BeginPaint(hwnd, &paint);
-    if (m_pIcon != nullptr) {
+    if (PSD icon = m_pIcon.Get()) {
         // Centred in its band, at its own size: an icon of a few pixels does not bear scaling.
         const RECT rect = ClientRect();
         const int width = m_bVertical ? m_nIconSide : rect.right;
         const int height = m_bVertical ? rect.bottom : m_nIconSide;
-        DrawDIBFit(dc, (width - m_pIcon->xvirtres) / 2, (height - m_pIcon->yvirtres) / 2, m_pIcon->xvirtres,
-                   m_pIcon->yvirtres, m_pIcon.get());
+        DrawDIBFit(dc, (width - icon->xvirtres) / 2, (height - icon->yvirtres) / 2, icon->xvirtres, icon->yvirtres,
+                   icon);
     }
     EndPaint(hwnd, &paint);
 }

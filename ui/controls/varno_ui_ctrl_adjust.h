@@ -3,7 +3,7 @@
 #pragma once
 
 #include "ui/base/mw_ui_base.h"
-#include "ui/base/varno_mwin_utils.h"
+#include "ui/base/varno_lazy_image.h"
 
 // Positions go from 0 to `steps`. A horizontal bar lies below its icon, a vertical one right of it; two thirds of the
 // control's shorter side are the icon's. UI thread.
@@ -26,13 +26,13 @@ class CVarnoUICtrlAdjust : public CMWUIBase {
     void MoveBy(int positions);
 
   private:
-    void PaintIcon(HWND hwnd) const;
+    void PaintIcon(HWND hwnd);
 
     bool m_bVertical;
     const char* m_sIconPath;
     int m_nSteps;
     int m_nStartPos;
     int m_nIconSide = 0;  // pixels of the icon's band
-    Varno::Image m_pIcon;
+    Varno::LazyImage m_pIcon;
     HWND m_hScrollbar = nullptr;
 };

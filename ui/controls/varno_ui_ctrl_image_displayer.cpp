@@ -57,10 +57,22 @@ void CVarnoUICtrlImageDisplayer::UnloadImage() {
 bool CVarnoUICtrlImageDisplayer::SetNewImagePath(const std::string& path) {
     UnloadImage();
     m_strFilename.clear();
+    m_strPathWhenShown.clear();
     if (!LoadImage(path)) return false;
     m_strFilename = path;
     SendMessage(m_hImgStaticCtrl, STM_SETIMAGE, 0, reinterpret_cast<LPARAM>(m_pImgCtrl.get()));
     return true;
+}
+
+void CVarnoUICtrlImageDisplayer::SetImagePathWhenShown(const std::string& path) {
+    UnloadImage();
+    m_strFilename.clear();
+    m_strPathWhenShown = path;
+    if (IsVisable()) LoadPathWhenShown();
+}
+
+void CVarnoUICtrlImageDisplayer::LoadPathWhenShown() {
+    if (!m_strPathWhenShown.empty()) SetNewImagePath(std::string(m_strPathWhenShown));
 }
 
 bool CVarnoUICtrlImageDisplayer::SetImageSize(unsigned width, unsigned height) {
@@ -77,6 +89,9 @@ LRESULT CVarnoUICtrlImageDisplayer::WindowProc(HWND hwnd, UINT msg, WPARAM wpara
             SetTextColor(dc, kTextColor);
             SetBkMode(dc, TRANSPARENT);
             return reinterpret_cast<LRESULT>(Varno::SolidBrush(m_cBackgroundColor));
+        case WM_SHOWWINDOW:
+            if (wparam != FALSE) LoadPathWhenShown();
+            return 0;
         default:
             return DefWindowProc(hwnd, msg, wparam, lparam);
     }

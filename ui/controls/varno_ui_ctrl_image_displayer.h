@@ -19,6 +19,8 @@ class CVarnoUICtrlImageDisplayer final : public CMWUIBase {
 
     // Shows another file instead; false, and the control is empty, when it cannot be loaded.
     bool SetNewImagePath(const std::string& path);
+    // Shows nothing for now, and that file as soon as the control is shown.
+    void SetImagePathWhenShown(const std::string& path);
     // Size of the picture in pixels, from the control's top left; it is stretched to it.
     bool SetImageSize(unsigned width, unsigned height);
 
@@ -28,9 +30,11 @@ class CVarnoUICtrlImageDisplayer final : public CMWUIBase {
     void DeinitImageStatic();
     bool LoadImage(const std::string& path);
     void UnloadImage();
+    void LoadPathWhenShown();
 
     unsigned m_nId;
     std::string m_strFilename;
+    std::string m_strPathWhenShown;  // not loaded yet
     Varno::Image m_pImgCtrl;
     HWND m_hImgStaticCtrl = nullptr;
 };

@@ -60,16 +60,15 @@ void CVarnoUICtrlPowerIcon::DeinitBatteryIcon() {
 void CVarnoUICtrlPowerIcon::InitPlugStatic() {
     const RECT rect = ClientRect();
     const int top = static_cast<int>(kBatteryHeight * rect.bottom);
-    m_pPlugImage.reset(Varno::LoadImage("img/plug.png"));
+    m_pPlugImage.SetPath("img/plug.png");
     m_pPlugImageStatic = CreateWindowEx(0, "STATIC", "", WS_CHILD | SS_ICON, 0, top, rect.right, rect.bottom - top,
                                         m_hHwnd, nullptr, m_hInstance, nullptr);
-    SendMessage(m_pPlugImageStatic, STM_SETIMAGE, 0, reinterpret_cast<LPARAM>(m_pPlugImage.get()));
 }
 
 void CVarnoUICtrlPowerIcon::DeinitPlugStatic() {
     if (m_pPlugImageStatic != nullptr) DestroyWindow(m_pPlugImageStatic);
     m_pPlugImageStatic = nullptr;
-    m_pPlugImage.reset();
+    m_pPlugImage.Unload();
 }
 
 bool CVarnoUICtrlPowerIcon::InitCheckTimer() {
@@ -107,6 +106,7 @@ void CVarnoUICtrlPowerIcon::CheckBattery() {
     } else if (low) {
         m_pBattery->Show(SW_HIDE);
     }
+    if (charging) SendMessage(m_pPlugImageStatic, STM_SETIMAGE, 0, reinterpret_cast<LPARAM>(m_pPlugImage.Get()));
     ShowWindow(m_pPlugImageStatic, charging ? SW_SHOW : SW_HIDE);
     m_pBattery->RefreshPercent(static_cast<unsigned>(percent));
 }

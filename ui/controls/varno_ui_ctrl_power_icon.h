@@ -2,7 +2,7 @@
 #pragma once
 
 #include "ui/base/mw_ui_base.h"
-#include "ui/base/varno_mwin_utils.h"
+#include "ui/base/varno_lazy_image.h"
 #include "ui/controls/varno_ui_ctrl_battery.h"
 
 // Asks for the charge every 2 seconds while it is visible. UI thread.
@@ -27,7 +27,7 @@ class CVarnoUICtrlPowerIcon final : public CMWUIBase {
     static void CALLBACK timerproc(HWND hwnd, UINT msg, UINT id, DWORD time);
     void CheckBattery();
 
-    Varno::Image m_pPlugImage;
+    Varno::LazyImage m_pPlugImage;
     std::unique_ptr<CVarnoUICtrlBattery> m_pBattery;
     UINT m_nTimerID = 0;
     HWND m_pPlugImageStatic = nullptr;  // below the battery, shown while the charger is connected

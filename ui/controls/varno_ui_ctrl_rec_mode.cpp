@@ -59,17 +59,18 @@ void CVarnoUICtrlRecMode::Deinit() {
 }
 
 void CVarnoUICtrlRecMode::LoadAllImage() {
-    m_pImgVideo.reset(Varno::LoadImage("img/rec_video.gif"));
-    m_pImgImg.reset(Varno::LoadImage("img/rec_img.gif"));
+    m_pImgVideo.SetPath("img/rec_video.gif");
+    m_pImgImg.SetPath("img/rec_img.gif");
 }
 
 void CVarnoUICtrlRecMode::UnloadAllImage() {
-    m_pImgVideo.reset();
-    m_pImgImg.reset();
+    m_pImgVideo.Unload();
+    m_pImgImg.Unload();
 }
 
-PSD CVarnoUICtrlRecMode::ModeImage() const {
-    return m_RecMode == REC_MODE_IMAGE ? m_pImgImg.get() : m_pImgVideo.get();
+void CVarnoUICtrlRecMode::ShowModeImage() {
+    Varno::LazyImage& image = m_RecMode == REC_MODE_IMAGE ? m_pImgImg : m_pImgVideo;
+    SendMessage(m_hImgStaticCtrl, STM_SETIMAGE, 0, reinterpret_cast<LPARAM>(image.Get()));
 }
 
 bool CVarnoUICtrlRecMode::InitImageStaticCtrl() {
@@ -86,7 +87,6 @@ bool CVarnoUICtrlRecMode::InitImageStaticCtrl() {
     m_hfStaticFont = Varno::CreateFaceFont("Arialb.ttf", font_height, FW_BOLD);
     SendMessage(m_hTextStaticCtrl, WM_SETFONT, reinterpret_cast<WPARAM>(m_hfStaticFont), TRUE);
     m_sText = kNoTime;
-    SendMessage(m_hImgStaticCtrl, STM_SETIMAGE, 0, reinterpret_cast<LPARAM>(ModeImage()));
     return true;
 }
 
@@ -136,10 +136,7 @@ void CVarnoUICtrlRecMode::UpdateRecordTime() {
 }
 
 void CVarnoUICtrlRecMode::UpdateRecordImg() {
-    const auto image = reinterpret_cast<LRESULT>(ModeImage());
-    if (SendMessage(m_hImgStaticCtrl, STM_GETIMAGE, 0, 0) != image) {
-        SendMessage(m_hImgStaticCtrl, STM_SETIMAGE, 0, image);
-    }
+    if (IsVisable()) ShowModeImage();
     SetText(kNoTime);
     m_nAvailImageSpace = -1;
 }
@@ -195,6 +192,9 @@ LRESULT CVarnoUICtrlRecMode::WindowProc(HWND hwnd, UINT msg, WPARAM wparam, LPAR
             }
             SetBkColor(dc, kColorKey);
             return reinterpret_cast<LRESULT>(Varno::SolidBrush(kColorKey));
+        case WM_SHOWWINDOW:
+            if (wparam != FALSE) ShowModeImage();
+            return 0;
         default:
             return DefWindowProc(hwnd, msg, wparam, lparam);
     }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "ui/base/mw_ui_base.h"
-#include "ui/base/varno_mwin_utils.h"
+#include "ui/base/varno_lazy_image.h"
 
 enum RecMode { REC_MODE_VIDEO = 0, REC_MODE_IMAGE = 1 };
 
@@ -40,12 +40,12 @@ class CVarnoUICtrlRecMode final : public CMWUIBase {
     void UpdateRecordImg();
     void ShowAvailable(int value, const std::string& text);
     void SetText(const std::string& text);
-    PSD ModeImage() const;
+    void ShowModeImage();
     static void CALLBACK timer_proc(HWND hwnd, UINT msg, UINT id, DWORD time);
 
     RecMode m_RecMode = REC_MODE_VIDEO;
-    Varno::Image m_pImgVideo;
-    Varno::Image m_pImgImg;
+    Varno::LazyImage m_pImgVideo;
+    Varno::LazyImage m_pImgImg;
     HWND m_hImgStaticCtrl = nullptr;
     HWND m_hTextStaticCtrl = nullptr;
     bool m_isStartRecord = false;

@@ -35,11 +35,11 @@ void CVarnoUICtrlSDChecker::Deinit() {
 }
 
 void CVarnoUICtrlSDChecker::LoadImage() {
-    m_pImgSD.reset(Varno::LoadImage("img/sd.png"));
+    m_pImgSD.SetPath("img/sd.png");
 }
 
 void CVarnoUICtrlSDChecker::UnloadImage() {
-    m_pImgSD.reset();
+    m_pImgSD.Unload();
 }
 
 bool CVarnoUICtrlSDChecker::InitImageStatic() {
@@ -48,7 +48,6 @@ bool CVarnoUICtrlSDChecker::InitImageStatic() {
     m_hImgStaticCtrl = CreateWindowEx(0, "STATIC", "cs", WS_CHILD | WS_VISIBLE | SS_ICON, 0, 0, rect.right, rect.bottom,
                                       m_hHwnd, nullptr, m_hInstance, nullptr);
     if (m_hImgStaticCtrl == nullptr) return false;
-    SendMessage(m_hImgStaticCtrl, STM_SETIMAGE, 0, reinterpret_cast<LPARAM>(m_pImgSD.get()));
     if (Varno::GetMMCFirstPart().empty()) Show(SW_HIDE);
     return true;
 }
@@ -89,6 +88,10 @@ LRESULT CVarnoUICtrlSDChecker::WindowProc(HWND hwnd, UINT msg, WPARAM wparam, LP
             SetBkColor(dc, kColorKey);
             SetBkMode(dc, TRANSPARENT);
             return reinterpret_cast<LRESULT>(Varno::SolidBrush(kColorKey));
+        case WM_SHOWWINDOW:
+            if (wparam != FALSE)
+                SendMessage(m_hImgStaticCtrl, STM_SETIMAGE, 0, reinterpret_cast<LPARAM>(m_pImgSD.Get()));
+            return 0;
         default:
             return DefWindowProc(hwnd, msg, wparam, lparam);
     }

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "ui/base/mw_ui_base.h"
-#include "ui/base/varno_mwin_utils.h"
+#include "ui/base/varno_lazy_image.h"
 
 // Looks for a mounted card every 2.5 seconds, and is visible while there is one. UI thread.
 class CVarnoUICtrlSDChecker final : public CMWUIBase {
@@ -29,6 +29,6 @@ class CVarnoUICtrlSDChecker final : public CMWUIBase {
 
     UINT m_tTimerChecker = 0;
     HWND m_hImgStaticCtrl = nullptr;
-    Varno::Image m_pImgSD;
+    Varno::LazyImage m_pImgSD;
     std::string m_strCurSDPath;  // mount point of the card last seen, empty when there was none
 };

@@ -12,9 +12,9 @@ std::mutex g_mutex;
 int g_users = 0;                               // calls of initLut not yet matched by freeLut
 std::shared_ptr<const ColourTables> g_tables;  // while there are users
 
-// Thousandths to whole steps, towards zero.
-int Share(int chroma, double thousandths) {
-    return static_cast<int>(chroma * thousandths / 1000.0);
+// Millionths to whole steps, towards zero.
+int Share(int chroma, int millionths) {
+    return chroma * millionths / 1000000;
 }
 
 }  // namespace
@@ -25,10 +25,10 @@ ColourTables::ColourTables() {
     }
     const unsigned char* unchanged = m_clamp + kMargin;
     for (int i = 0; i < 256; ++i) {
-        LutRv[i] = unchanged + Share(i - 128, 1370.705);
-        LutBu[i] = unchanged + Share(i - 128, 1732.446);
-        LutGv[i] = unchanged + Share(128 - i, 698.001);
-        LutGu[i] = Share(128 - i, 37.677);
+        LutRv[i] = unchanged + Share(i - 128, 1370705);
+        LutBu[i] = unchanged + Share(i - 128, 1732446);
+        LutGv[i] = unchanged + Share(128 - i, 698001);
+        LutGu[i] = Share(128 - i, 37677);
     }
 }
 

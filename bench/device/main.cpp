@@ -1,0 +1,204 @@
+// The works whose instructions are counted. Usage: device_work NAME REPEATS in a folder that bench/device/run made;
+// device_work --list.
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "bench/device/resident.h"
+#include "bench/device/session.h"
+#include "media/jpeg_encoder.h"
+#include "mwin/windows.h"
+#include "video/frames/pixel_conversion.h"
+#include "video/varno_cam_rec_ctrl.h"
+
+namespace {
+
+using device::DeviceKernel;
+using device::Session;
+using device::Turns;
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+using std::chrono::seconds;
+
+[[noreturn]] void Finish(bool done, const char* what) {
+    if (!done) std::fprintf(stderr, "device_work: %s\n", what);
+    Turns::End(done ? EXIT_SUCCESS : EXIT_FAILURE);
+}
+
+// Shapes with edges under sensor noise, in whole numbers only: this processor has no others.
+std::vector<unsigned char> CameraFrame(int width, int height) {
+    std::vector<unsigned char> frame(static_cast<std::size_t>(width) * height * 2);
+    std::uint32_t random = 20240517;
+    std::size_t at = 0;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width * 2; ++x, ++at) {
+            random = random * 1664525 + 1013904223;
+            const int noise = static_cast<int>(random >> 29) - 4;
+            const int wave = std::abs((x + 3 * y) % 510 - 255);
+            const int shape = x % 2 != 0 ? 96 + wave / 4 : 8 + (wave * 7 + (y / 60 % 2) * 200) / 8;
+            frame[at] = static_cast<unsigned char>(shape + noise);
+        }
+    }
+    return frame;
+}
+
+void Planar(int repeats) {
+    const auto in = CameraFrame(320, 240);
+    std::vector<unsigned char> out(in.size());
+    while (repeats-- > 0)
+        YUYVtoYUV422PZoomoutCen(in.data(), out.data(), 320, 240, 320, 240);
+}
+
+void Rgb24(int repeats) {
+    const auto in = CameraFrame(640, 480);
+    std::vector<unsigned char> out(in.size() / 2 * 3);
+    initLut();
+    while (repeats-- > 0)
+        Pyuv422torgb24(in.data(), out.data(), 640, 480);
+}
+
+void Still(int repeats) {
+    auto in = CameraFrame(640, 480);
+    initLut();
+    std::FILE* file = std::fopen("/dev/null", "we");
+    if (!file) Finish(false, "cannot open /dev/null");
+    while (repeats-- > 0) {
+        if (encode_yuv422_to_rgb_jpeg(file, in.data(), 640, 480, 100) != 0) Finish(false, "the still failed");
+    }
+    std::fclose(file);
+}
+
+// Live view, with or without a recording, for that many frames.
+void ShowFrames(int repeats, bool record) {
+    auto& kernel = *new DeviceKernel(".");
+    Turns& turns = Turns::Instance();
+    const auto run = [&turns](nanoseconds time) { turns.SleepUntil(turns.Now() + time); };
+    auto* camera = CVarnoCamRecCtrl::CreateNew();
+    camera->Start();
+    run(seconds(2));
+    if (record && !camera->StartRecordAVI()) Finish(false, "the recording did not start");
+    run(seconds(2));
+    const int shown = kernel.FramesShown();
+    const int written = kernel.FramesWritten();
+    run(device::kFrameTime * repeats);
+    const int expected = repeats - 1;
+    Finish(kernel.FramesShown() - shown >= expected && (!record || kernel.FramesWritten() - written >= expected),
+           "frames were lost");
+}
+
+void Live(int repeats) {
+    ShowFrames(repeats, false);
+}
+
+void Recorded(int repeats) {
+    ShowFrames(repeats, true);
+}
+
+// From the start of the process to the first tick.
+void Start(int /*repeats*/) {
+    Session::Play(
+        [](Session& session, int) {
+            session.Kernel().on_watchdog_opened = [] { Finish(true, ""); };
+            session.Run(seconds(10));
+            Finish(false, "there was no tick");
+        },
+        0);
+}
+
+void Tick(int repeats) {
+    Session::Play(
+        [](Session& session, int ticks) {
+            session.RunToLiveView();
+            session.Run(seconds(12));  // by then the clock has shown every digit once
+            const bool live = session.Kernel().FramesShown() > 0;
+            Turns::Instance().FreezeOthers();
+            session.Run(ticks * milliseconds(200));
+            Finish(live, "there was no live view");
+        },
+        repeats);
+}
+
+// Each worker's deepest path: connecting, streaming, recording, stills, and everything that can go wrong with them.
+// Prints how many bytes of stack each took.
+void Stacks(int /*repeats*/) {
+    Turns::Instance().PaintStacks();
+    Session::Play(
+        [](Session& session, int) {
+            DeviceKernel& kernel = session.Kernel();
+            kernel.UseStack();
+            session.RunToLiveView();
+            for (const int key : {VK_RETURN, VK_F2, VK_UP, VK_F3, VK_RETURN}) {  // a still, turned, zoomed, a video
+                session.Press(key);
+                session.Run(seconds(3));
+            }
+            session.Press(VK_RETURN);  // ends the video
+            session.Run(seconds(1));
+            session.Press(VK_RETURN);
+            session.Run(seconds(2));
+            kernel.FillMedia();  // ends this one
+            session.Run(seconds(2));
+            kernel.FailCamera(VIDIOC_DQBUF, EIO, 1);
+            session.Run(seconds(3));
+            kernel.FailCamera(VIDIOC_DQBUF, EAGAIN, 1);
+            kernel.FailCamera(VIDIOC_REQBUFS, EBUSY, 8);
+            session.Run(seconds(6));
+            kernel.PlugCamera(false);
+            session.Run(seconds(3));
+            kernel.PlugCamera(true);
+            session.Run(seconds(3));
+            for (const Turns::StackUse& use : Turns::Instance().StackUses())
+                std::fprintf(stderr, "%s %zu\n", use.name, use.deepest);
+            Finish(kernel.FramesShown() > 0 && kernel.FramesWritten() > 0, "nothing was shown or recorded");
+        },
+        0);
+}
+
+// Live view with a recording. Prints the resident KiB.
+void Memory(int /*repeats*/) {
+    Session::Play(
+        [](Session& session, int) {
+            session.RunToLiveView();
+            session.Press(VK_F3);
+            session.Press(VK_RETURN);
+            session.Run(seconds(10));
+            std::fprintf(stderr, "%ld\n", device::ResidentKib());
+            Finish(session.Kernel().FramesWritten() > 200, "nothing was recorded");
+        },
+        0);
+}
+
+// `repeats`: over how many the cost of one is taken; 0 for works that are counted once, from the start of the process,
+// or print their own result.
+struct Work {
+    const char* name;
+    void (*run)(int repeats);
+    int repeats;
+};
+constexpr Work kWorks[] = {
+    {"planar", Planar, 10}, {"rgb24", Rgb24, 2}, {"live", Live, 60},    {"recorded", Recorded, 60}, {"still", Still, 1},
+    {"tick", Tick, 50},     {"start", Start, 0}, {"stacks", Stacks, 0}, {"memory", Memory, 0},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    Turns::Instance();
+    const int repeats = argc == 3 ? static_cast<int>(std::strtol(argv[2], nullptr, 10)) : 0;
+    for (const Work& work : kWorks) {
+        if (argc == 3 && std::strcmp(argv[1], work.name) == 0) {
+            work.run(repeats);
+            return EXIT_SUCCESS;
+        }
+    }
+    if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
+        for (const Work& work : kWorks)
+            std::printf("%s %d\n", work.name, work.repeats);
+        return EXIT_SUCCESS;
+    }
+    std::fprintf(stderr, "usage: device_work NAME REPEATS | device_work --list\n");
+    return 2;
+}
