@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "app/globals.h"
 #include "bench/device/resident.h"
 #include "bench/device/session.h"
 #include "media/jpeg_encoder.h"
@@ -121,6 +122,20 @@ void Tick(int repeats) {
         repeats);
 }
 
+// The second repeat opens the setup menu from live view, and runs until it has long been painted.
+void Menu(int repeats) {
+    Session::Play(
+        [](Session& session, int steps) {
+            session.RunToLiveView();
+            if (steps > 1) {
+                session.Press(VK_F1);
+                session.Run(milliseconds(300));
+            }
+            Finish((videoflag == 0) == (steps > 1), "the menu did not open");
+        },
+        repeats);
+}
+
 // Each worker's deepest path: connecting, streaming, recording, stills, and everything that can go wrong with them.
 // Prints how many bytes of stack each took.
 void Stacks(int /*repeats*/) {
@@ -178,8 +193,8 @@ struct Work {
     int repeats;
 };
 constexpr Work kWorks[] = {
-    {"planar", Planar, 10}, {"rgb24", Rgb24, 2}, {"live", Live, 60},    {"recorded", Recorded, 60}, {"still", Still, 1},
-    {"tick", Tick, 50},     {"start", Start, 0}, {"stacks", Stacks, 0}, {"memory", Memory, 0},
+    {"planar", Planar, 10}, {"rgb24", Rgb24, 2}, {"live", Live, 60},  {"recorded", Recorded, 60}, {"still", Still, 1},
+    {"tick", Tick, 50},     {"menu", Menu, 1},   {"start", Start, 0}, {"stacks", Stacks, 0},      {"memory", Memory, 0},
 };
 
 }  // namespace
