@@ -119,8 +119,9 @@ constexpr int VK_BACK = 8, VK_TAB = 9, VK_RETURN = 13, VK_ESCAPE = 27, VK_SPACE 
 // that stays the caller's; it is drawn with its alpha, stretched to the client area. Setting what is already shown
 // repaints nothing.
 constexpr UINT STM_SETIMAGE = 0xF172, STM_GETIMAGE = 0xF173;
-// "LISTBOX": rows with icon and text, scrolled so that the selection is seen. LB_ADDSTRING: lParam text; returns the
-// row or LB_ERR. LB_SETITEMICON: wParam row, lParam PSD (caller's). Notifies its parent with WM_COMMAND, LBN_SELCHANGE.
+// "LISTBOX": rows with icon and text (in as many lines as it needs), scrolled so that the selection is seen.
+// LB_ADDSTRING: lParam text; returns the row or LB_ERR. LB_SETITEMICON: wParam row, lParam PSD (caller's). Notifies its
+// parent with WM_COMMAND, LBN_SELCHANGE.
 constexpr UINT LB_ADDSTRING = 0x0180, LB_DELETESTRING = 0x0182, LB_RESETCONTENT = 0x0184, LB_SETCURSEL = 0x0186,
                LB_GETCURSEL = 0x0188, LB_GETTEXT = 0x0189, LB_GETTEXTLEN = 0x018A, LB_GETCOUNT = 0x018B,
                LB_GETTOPINDEX = 0x018E, LB_SETITEMDATA = 0x019A, LB_GETITEMDATA = 0x0199, LB_SETITEMHEIGHT = 0x01A0,

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "app/globals.h"
 #include "bench/device/resident.h"
 #include "bench/device/session.h"
 #include "media/jpeg_encoder.h"
@@ -121,6 +122,23 @@ void Tick(int repeats) {
         repeats);
 }
 
+// The setup menu, opened and closed; the camera rests in it and starts again after it.
+void Menu(int repeats) {
+    Session::Play(
+        [](Session& session, int times) {
+            session.RunToLiveView();
+            for (; times > 0; --times) {
+                session.Press(VK_F1);
+                session.Run(milliseconds(500));  // the camera takes its time to stop
+                const bool open = videoflag == 0;
+                session.Press(VK_F1);
+                if (!open || videoflag == 0) Finish(false, "the menu did not open and close");
+            }
+            Finish(true, "");
+        },
+        repeats);
+}
+
 // Each worker's deepest path: connecting, streaming, recording, stills, and everything that can go wrong with them.
 // Prints how many bytes of stack each took.
 void Stacks(int /*repeats*/) {
@@ -178,8 +196,8 @@ struct Work {
     int repeats;
 };
 constexpr Work kWorks[] = {
-    {"planar", Planar, 10}, {"rgb24", Rgb24, 2}, {"live", Live, 60},    {"recorded", Recorded, 60}, {"still", Still, 1},
-    {"tick", Tick, 50},     {"start", Start, 0}, {"stacks", Stacks, 0}, {"memory", Memory, 0},
+    {"planar", Planar, 10}, {"rgb24", Rgb24, 2}, {"live", Live, 60}, {"recorded", Recorded, 60}, {"still", Still, 1},
+    {"tick", Tick, 50},     {"start", Start, 0}, {"menu", Menu, 4},  {"stacks", Stacks, 0},      {"memory", Memory, 0},
 };
 
 }  // namespace

@@ -188,6 +188,20 @@ TEST_F(ControlsTest, EditLeavesOtherKeysToItsParent) {
     SetFocus(edit);
     FlushNow();
     EXPECT_EQ(Count({70, 0, 320, 40}, kKeyPixel), 250 * 40);
+    // The caret is always seen, wherever it stands in the text, and only while the field has the focus.
+    const auto caret = [this] {
+        for (int x = 11; x < 69; ++x) {
+            if (Count({x, 12, x + 1, 28}, 0xFF000000) == 16) return x;
+        }
+        return -1;
+    };
+    EXPECT_GT(caret(), 60);
+    SendMessage(edit, WM_KEYDOWN, VK_HOME, 0);
+    FlushNow();
+    EXPECT_LT(caret(), 16);
+    SetFocus(frame);
+    FlushNow();
+    EXPECT_EQ(caret(), -1);
     DestroyWindow(frame);
 }
 

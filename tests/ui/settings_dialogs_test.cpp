@@ -311,6 +311,16 @@ TEST_F(FormatMedia, RunsItsCommandsAfterTwoConfirmations) {
     EXPECT_EQ(busy.size(), 2 * card.size() + 2 * nand.size());
 }
 
+TEST_F(FormatMedia, StartsOnce) {
+    SetSpace(5000);
+    clock.WhenIdle([&] {
+        HWND dialog = GetWindow(GetActiveWindow(), GW_OWNER);
+        ASSERT_NE(dialog, parent);
+        EXPECT_TRUE(PostMessage(dialog, WM_ENTERIDLE, 0, 0));
+    });
+    EXPECT_EQ(Run<CVarnoUIDlgFormatMedia>({VK_F1}), 1) << "a second question would wait for ever";
+}
+
 TEST_F(FormatMedia, ACardThatIsPulledBetweenTheQuestionsIsNotMistaken) {
     SetSpace(5000, 5000);
     clock.WhenIdle([&] { keys.Type(VK_RETURN); });

@@ -42,7 +42,7 @@ void CVarnoUIDlgColor::InitColorRadio() {
     GetClientRect(m_hFrame, &frame);
     const int margin = frame.right / kMarginsInWidth;
     const int width = static_cast<int>(kPictureWidth * frame.right);
-    const PSD shape = m_color.selected.get();
+    PSD shape = m_color.selected.get();
     const int height = shape != nullptr ? width * shape->yvirtres / shape->xvirtres : width;
     const int top = frame.bottom - margin - height;
     const RECT color{margin, top, margin + width, top + height};

@@ -69,9 +69,8 @@ void CVarnoUIListDialog::FitFont(const std::vector<Row>& rows, int row_height) {
     place.right -= kTextMargins;
     place.bottom = preferred;  // one line, as long as that stays legible
     if (!rows.empty() && rows.front().icon != nullptr) place.right -= row_height;
-    std::vector<std::string> texts;
-    for (const Row& row : rows)
-        texts.push_back(row.text);
+    std::vector<std::string> texts(rows.size());
+    std::transform(rows.begin(), rows.end(), texts.begin(), [](const Row& row) { return row.text; });
     HFONT font = Varno::CreateFittingFont(m_style.face, preferred, FW_NORMAL, m_hListMenu, texts, place);
     SendMessage(m_hListMenu, WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
     if (m_hfList != nullptr) DeleteObject(m_hfList);
