@@ -20,6 +20,10 @@ constexpr std::size_t kPublishedNameSize = 32;
 // What the driver needs after a close before the device can be opened again.
 constexpr std::chrono::milliseconds kSettleTime{100};
 
+// The time in a buffer decides on the numbers of the buffer calls: with 64 bits of it, a 32-bit board would need a
+// kernel of 5.6 or newer.
+static_assert(sizeof(void*) != 4 || sizeof(v4l2_buffer) == 68, "32-bit programs are built with a time_t of 32 bits");
+
 // Whether the device of this directory entry publishes a name that contains `name`.
 bool PublishesName(const std::string& entry, const std::string& name) {
     const std::string path = std::string(kClassDirectory) + "/" + entry + "/name";

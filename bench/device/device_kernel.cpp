@@ -15,6 +15,7 @@ namespace {
 // Descriptors of devices, beyond those of files.
 enum Node { kCamera = 5000, kPipeline, kWatchdog, kRtc, kOtg };
 
+constexpr int kNoPc = 1;  // the OTG port's answer
 constexpr ssize_t kFrameBytes = 320 * 240 * 2;
 constexpr std::time_t kStart = 1715947200;  // 2024-05-17 12:00:00 UTC
 
@@ -76,6 +77,7 @@ ssize_t DeviceKernel::Write(int fd, const struct iovec* parts, int count) {
 
 int DeviceKernel::Ioctl(int fd, unsigned long request, void* argument) {
     if (fd == kPipeline) return VideoIoctl(m_pipeline, request, argument);
+    if (fd == kOtg) return kNoPc;
     if (fd != kCamera) return 0;
     if (!m_plugged) return Fail(ENODEV);
     if (!m_faults.empty()) {

@@ -16,6 +16,9 @@ namespace device {
 // earliest wake-up goes on, and the clock is moved there. The link wraps pthread_create, pthread_join,
 // pthread_cond_timedwait, the operations of std::condition_variable and time(2) in the program's own objects (see
 // CMakeLists.txt), so that all its waiting ends up here. All members are for the thread that has the turn.
+//
+// Only the last steps of a thread that ends run beside the one that joins it: works that end threads differ by some
+// hundred instructions from run to run.
 class Turns {
   public:
     using Time = std::chrono::nanoseconds;

@@ -70,8 +70,10 @@ TEST(DisplayOutput, TvCable) {
     EXPECT_THAT(kernel.Commands(), testing::ElementsAre("echo " + std::to_string(Varno::Board::kTvDetectGpio) +
                                                             " > /sys/class/gpio/export",
                                                         "echo IN > " + gpio + "/direction"));
-    for (const auto& [text, present] :
-         std::vector<std::pair<const char*, bool>>{{"1\n", true}, {"0\n", false}, {"", false}, {"1", true}}) {
+    const std::string with = std::to_string(Varno::Board::kTvCablePresentLevel);
+    const std::string without = std::to_string(1 - Varno::Board::kTvCablePresentLevel);
+    for (const auto& [text, present] : std::vector<std::pair<std::string, bool>>{
+             {with + "\n", true}, {without + "\n", false}, {"", false}, {with, true}}) {
         kernel.Put(gpio + "/value", text);
         CaptureStdout();
         EXPECT_EQ(Varno::CheckTVoutWire(), present) << text;
@@ -112,14 +114,18 @@ TEST(Usb, StorageGadgetAndReset) {
     CaptureStdout();
     ResetUSB();
     const std::string gpio = "/sys/class/gpio/gpio" + std::to_string(Varno::Board::kUsbResetGpio);
-    EXPECT_THAT(
-        kernel.Commands(),
-        testing::ElementsAre("/sbin/modprobe -r g_file_storage",
-                             "echo " + std::to_string(Varno::Board::kUsbResetGpio) + " > /sys/class/gpio/export",
-                             "echo out > " + gpio + "/direction", "echo 1 > " + gpio + "/value",
-                             "echo 0 > " + gpio + "/value", "echo 1 > " + gpio + "/value"));
-    EXPECT_EQ(kernel.Monotonic() - start, std::chrono::milliseconds(3 * 80 + 1000));
-    EXPECT_THAT(GetCapturedStdout(), testing::HasSubstr("^^^ echo 0 > " + gpio + "/value ^^^\n^^^ResetUSB  0^^^\n"));
+    std::vector<std::string> commands = {
+        "/sbin/modprobe -r g_file_storage",
+        "echo " + std::to_string(Varno::Board::kUsbResetGpio) + " > /sys/class/gpio/export",
+        "echo out > " + gpio + "/direction"};
+    std::chrono::nanoseconds duration = Varno::Board::kUsbResetSettle;
+    for (const int level : Varno::Board::kUsbResetLevels) {
+        commands.push_back("echo " + std::to_string(level) + " > " + gpio + "/value");
+        duration += Varno::Board::kUsbResetHold;
+    }
+    EXPECT_EQ(kernel.Commands(), commands);
+    EXPECT_EQ(kernel.Monotonic() - start, duration);
+    EXPECT_THAT(GetCapturedStdout(), testing::HasSubstr("^^^ " + commands.back() + " ^^^\n^^^ResetUSB  0^^^\n"));
 }
 
 TEST(PathStrings, Paths) {
