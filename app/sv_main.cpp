@@ -184,6 +184,9 @@ void CVarnoSVMain::HandleKeyDown(HWND /*hwnd*/, UINT /*msg*/, WPARAM wparam, LPA
         case VK_DOWN:
             StepZoom(wparam == VK_UP);
             break;
+        case VK_F1:
+            OpenSettings();
+            break;
         case VK_F2:
             if (m_camctrl != nullptr) m_camctrl->RotateCW();
             break;

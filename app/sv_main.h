@@ -14,6 +14,7 @@ class CVarnoUICtrlImageDisplayer;
 class CVarnoUICtrlPowerIcon;
 class CVarnoUICtrlRecMode;
 class CVarnoUICtrlSDChecker;
+class CVarnoUIDialog;
 
 // Free space of the medium that is recorded to, in KiB: the card's, else the internal storage's, else 100. -1 when it
 // is unknown.
@@ -56,6 +57,10 @@ class CVarnoSVMain {
     void StepBrightness(bool up);
     void StepZoom(bool up);
     void ToggleRecMode();
+
+    // sv_main_menus.cpp: the dialogs that are opened from live view.
+    void OpenSettings();
+    void LeaveMenu();
 
     // sv_main_controls.cpp: what lies over the picture.
     void CreateControls();
@@ -112,8 +117,9 @@ class CVarnoSVMain {
     std::unique_ptr<CVarnoCamRecCtrl> m_camctrl;
     std::unique_ptr<CVarnoUICtrlImageDisplayer> m_pRecordingImageCtrl;
     std::unique_ptr<CVarnoUICtrlImageDisplayer> m_pFunnelCtrl;
-    bool m_bTimerContinue = true;  // while false, a tick only kicks the watchdog
-    DWORD m_nLastWatchTick = 0;    // milliseconds; 0: never kicked
+    CVarnoUIDialog* m_dlgCurDlg = nullptr;  // the one that is open from live view
+    bool m_bTimerContinue = true;           // while false, a tick only kicks the watchdog
+    DWORD m_nLastWatchTick = 0;             // milliseconds; 0: never kicked
     bool m_bCanEnterSpaceAutoWarn = true;
     bool m_pwflag = false;          // the power-off request was acted on
     bool m_ForbidKeyflag = false;   // the picture goes to a TV: no keys, no icons

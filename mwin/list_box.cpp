@@ -82,19 +82,40 @@ void Select(const Window& window, int index) {
     InvalidateRow(window, index);
 }
 
+// In as many lines as the text needs.
+void DrawInMiddle(HDC device, LPCSTR text, const RECT& place) {
+    constexpr UINT kFormat = DT_LEFT | DT_WORDBREAK | DT_NOPREFIX;
+    RECT needed = place;
+    const int height = DrawText(device, text, -1, &needed, kFormat | DT_CALCRECT);
+    RECT lines = place;
+    lines.top += std::max(0, (place.bottom - place.top - height) / 2);
+    DrawText(device, text, -1, &lines, kFormat);
+}
+
+void DrawFocus(HDC device, const RECT& row) {
+    for (const RECT& edge :
+         {RECT{row.left, row.top, row.right, row.top + 1}, RECT{row.left, row.bottom - 1, row.right, row.bottom},
+          RECT{row.left, row.top, row.left + 1, row.bottom}, RECT{row.right - 1, row.top, row.right, row.bottom}}) {
+        FastFillRect(device, &edge, GetSysColor(COLOR_HIGHLIGHTTEXT));
+    }
+}
+
 void DrawRow(const Window& window, HDC device, int index, const RECT& place) {
     const Row& row = DataOf(window).rows[static_cast<std::size_t>(index)];
     if (index == DataOf(window).selected) {
         FastFillRect(device, &place, GetSysColor(COLOR_HIGHLIGHT));
         SetTextColor(device, GetSysColor(COLOR_HIGHLIGHTTEXT));
     }
-    RECT text{place.left + kRowPadding, place.top, place.right, place.bottom};
+    const bool scrolls = DataOf(window).Count() > RowsShown(window);
+    RECT text{place.left + kRowPadding, place.top, place.right - kRowPadding - (scrolls ? kScrollWidth : 0),
+              place.bottom};
     if (row.icon != nullptr) {
         const int size = std::max(0, static_cast<int>(place.bottom - place.top) - 2 * kIconMargin);
         DrawDIBFit(device, place.left + kIconMargin, place.top + kIconMargin, size, size, row.icon);
         text.left += size + 2 * kIconMargin;
     }
-    DrawText(device, row.text.c_str(), -1, &text, DT_LEFT | DT_VCENTER | DT_SINGLELINE | DT_NOPREFIX);
+    DrawInMiddle(device, row.text.c_str(), text);
+    if (index == DataOf(window).selected && GetFocus() == window.handle) DrawFocus(device, place);
 }
 
 void DrawScrollMark(const Window& window, HDC device) {
@@ -277,6 +298,10 @@ LRESULT ListBoxProcedure(HWND handle, UINT message, WPARAM wparam, LPARAM lparam
             return 0;
         case WM_SETFONT:
             DefWindowProc(handle, message, wparam, TRUE);
+            return 0;
+        case WM_SETFOCUS:
+        case WM_KILLFOCUS:
+            InvalidateRow(*window, DataOf(*window).selected);
             return 0;
         case WM_GETDLGCODE:
             return DLGC_WANTARROWS;

@@ -121,6 +121,19 @@ void WrapParagraph(Font& font, std::u32string_view paragraph, int width, std::ve
     } while (!paragraph.empty());
 }
 
+// Of the words that cannot be broken.
+int WidestWord(Font& font, std::u32string_view text) {
+    int widest = 0;
+    int width = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (i > 0 && MayBreakBefore(text, i)) width = 0;
+        if (text[i] != U' ') width += font.GlyphOf(text[i]).advance;
+        if (IsNewline(text[i])) width = 0;
+        widest = std::max(widest, width);
+    }
+    return widest;
+}
+
 std::vector<std::u32string_view> SplitLines(Font& font, std::u32string_view text, int width, bool wrap) {
     std::vector<std::u32string_view> lines;
     while (true) {
@@ -198,7 +211,7 @@ int DrawText(HDC dc, LPCSTR text, int length, RECT* rect, UINT format) {
     const int height = static_cast<int>(lines.size()) * font.Height();
 
     if ((format & DT_CALCRECT) != 0) {
-        int widest = 0;
+        int widest = wrap ? mwin::WidestWord(font, decoded) : 0;
         for (const auto& line : lines)
             widest = std::max(widest, mwin::WidthOf(font, line));
         rect->right = mwin::Sum(rect->left, widest);

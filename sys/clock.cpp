@@ -34,15 +34,19 @@ bool RtcIoctl(int flags, unsigned long request, rtc_time* time) {
     return done;
 }
 
+}  // namespace
+
 bool SetSystemTime(time_t seconds) {
     std::timespec now{};
     now.tv_sec = seconds;
-    if (kernel().SetRealTime(now) >= 0) return true;
+    if (seconds == -1) {
+        errno = EOVERFLOW;
+    } else if (kernel().SetRealTime(now) >= 0) {
+        return true;
+    }
     std::printf("Error: stime(%s)\n", std::strerror(errno));
     return false;
 }
-
-}  // namespace
 
 void GetNow(tm& now) {
     const time_t seconds = kernel().RealTime().tv_sec;
@@ -73,10 +77,7 @@ bool get_rtc_time(tm& time) {
 bool set_rtc_time(const tm& time) {
     tm valid = time;
     const time_t seconds = validate_tm_time(&valid);
-    if (seconds == -1) {
-        std::printf("Error: stime(%s)\n", std::strerror(EOVERFLOW));
-        return false;
-    }
+    if (seconds == -1) return SetSystemTime(seconds);
     rtc_time fields{};
     fields.tm_sec = valid.tm_sec;
     fields.tm_min = valid.tm_min;

@@ -13,6 +13,8 @@ time_t validate_tm_time(tm* time);
 
 // Reads the real-time clock. False, with a message, when it cannot be read.
 bool get_rtc_time(tm& time);
+// Sets the system clock. False, with a message, when that is refused or `seconds` is -1.
+bool SetSystemTime(time_t seconds);
 // Sets the real-time clock and the system clock to a local time, which is normalised first. Each is set even when the
 // other one fails. False, with a message, when one was not set.
 bool set_rtc_time(const tm& time);

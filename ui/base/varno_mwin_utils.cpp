@@ -1,5 +1,6 @@
 #include "ui/base/varno_mwin_utils.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -39,17 +40,20 @@ HFONT CreateFaceFont(const char* face, int height, int weight) {
     return CreateFont(height, 0, 0, 0, weight, 0, 0, 0, 0, 0, 0, 0, 0, face);
 }
 
-HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::string& text,
+HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::vector<std::string>& texts,
                         const RECT& place) {
     constexpr int kSmallest = 9;  // of a height that can still be read
     HDC dc = GetDC(window);
     HFONT font = CreateFaceFont(face, height, weight);
     const auto fits = [&] {
         HGDIOBJ before = SelectObject(dc, font);
-        RECT needed = place;
-        DrawText(dc, text.c_str(), -1, &needed, DT_WORDBREAK | DT_NOPREFIX | DT_CALCRECT);
+        const bool all_fit = std::all_of(texts.begin(), texts.end(), [&](const std::string& text) {
+            RECT needed = place;
+            DrawText(dc, text.c_str(), -1, &needed, DT_WORDBREAK | DT_NOPREFIX | DT_CALCRECT);
+            return needed.right <= place.right && needed.bottom <= place.bottom;
+        });
         SelectObject(dc, before);
-        return needed.bottom <= place.bottom;
+        return all_fit;
     };
     while (font != nullptr && height > kSmallest && !fits()) {
         DeleteObject(font);

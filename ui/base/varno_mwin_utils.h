@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "mwin/windows.h"
 
@@ -29,9 +30,14 @@ HBRUSH SolidBrush(COLORREF color);
 
 // A font of one face and line height, in pixels; the caller's to delete. Null when the height is not positive.
 HFONT CreateFaceFont(const char* face, int height, int weight);
-// The same, at most as high as needed for `text`, broken into lines, to fit into the size of `place`. `window` is any.
-HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::string& text,
+// The same, at most as high as needed for each of the texts, broken into lines between words, to fit into the size of
+// `place`. `window` is any.
+HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::vector<std::string>& texts,
                         const RECT& place);
+inline HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::string& text,
+                               const RECT& place) {
+    return CreateFittingFont(face, height, weight, window, std::vector<std::string>{text}, place);
+}
 
 // Loads the shared busy picture (again); always true, also when the file is missing and nothing will be seen.
 bool InitFunnelCtrl();

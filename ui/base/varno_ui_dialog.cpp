@@ -92,7 +92,7 @@ void CVarnoUIDialog::SetCaption(const char* text) {
     RECT rect{};
     GetClientRect(m_hCaption, &rect);
     const int height = std::min(static_cast<int>(kCaptionFontHeight * rect.bottom), static_cast<int>(rect.bottom));
-    HFONT font = Varno::CreateFaceFont("MSYH.TTF", height, FW_NORMAL);
+    HFONT font = Varno::CreateFittingFont("MSYH.TTF", height, FW_NORMAL, m_hCaption, m_strCaptName, rect);
     SendMessage(m_hCaption, WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
     if (m_hfCaptionFont != nullptr) DeleteObject(m_hfCaptionFont);
     m_hfCaptionFont = font;
