@@ -30,6 +30,6 @@ std::string MediaDirectory();
 int KindOfFile(const std::string& path);
 
 // The ordinary files of a directory (a path on the device) that are of that kind, in the order of their names; not
-// those whose names begin with a dot, and none of the directories in it. Empty, and reported on standard output, when it
-// cannot be opened; cut short where reading fails.
+// those whose names begin with a dot, and none of the directories in it. Empty, and reported on standard output, when
+// it cannot be opened; cut short where reading fails.
 std::vector<FileList> ListMediaFiles(const std::string& directory, int kind);

@@ -248,8 +248,7 @@ void CVarnoUIDlgMediaExplore::OpenSelected() {
 void CVarnoUIDlgMediaExplore::DeleteSelected() {
     if (!m_bLoaded || m_p2LineExp == nullptr || SelectedItem() >= TotalFiles()) return;
     CVarnoSVSetting& settings = CVarnoSVSetting::GetInstance();
-    const std::string question =
-        settings.GetXMLConfLangItemVal(kQuestionText, "Are you sure to delete the file?");
+    const std::string question = settings.GetXMLConfLangItemVal(kQuestionText, "Are you sure to delete the file?");
     const std::string caption = settings.GetXMLConfLangItemVal(kQuestionCaption, "Delete");
     const int answer = VarnoMessageBox(m_hHwnd, question.c_str(), caption.c_str(), kYesNo);
     if (m_hHwnd == nullptr || answer != IDYES) return;
@@ -400,8 +399,7 @@ void CVarnoUIDlgMediaExplore::DeinitPageStaticFont() {
 
 void CVarnoUIDlgMediaExplore::Init2LineExp() {
     const Layout at;
-    m_p2LineExp.reset(
-        CVarnoUICtrl2LineExplorer::CreateNew(m_hInst, m_hHwnd, 0, at.grid_top, at.width, at.grid_height));
+    m_p2LineExp.reset(CVarnoUICtrl2LineExplorer::CreateNew(m_hInst, m_hHwnd, 0, at.grid_top, at.width, at.grid_height));
     if (m_p2LineExp == nullptr) return;
     m_p2LineExp->SetMediaType(m_SelectMediaType);
     m_p2LineExp->Show(SW_SHOW);
