@@ -49,7 +49,7 @@ void CVarnoUIDlgMediaExplore::InitDialog() {
     const std::string directory = MediaDirectory();
     if (!directory.empty()) {
         m_strCurPath = directory;
-        InitFileList(directory, true);
+        InitFileList(directory);
         InitArrows();
         InitPageStatic();
         Init2LineExp();
@@ -254,7 +254,7 @@ void CVarnoUIDlgMediaExplore::DeleteSelected() {
     if (m_hHwnd == nullptr || answer != IDYES) return;
     const unsigned deleted = SelectedItem();
     RemoveFile(m_files[deleted].m_strPath);
-    InitFileList(m_strCurPath, false);
+    InitFileList(m_strCurPath);
     if (m_files.empty()) {
         LeaveEmpty();
         return;
@@ -272,7 +272,6 @@ void CVarnoUIDlgMediaExplore::RemoveFile(const std::string& path) {
 }
 
 void CVarnoUIDlgMediaExplore::LeaveEmpty() {
-    m_bListEmpty = true;
     const std::unique_ptr<CVarnoUIDlgWarning> warning(CVarnoUIDlgWarning::CreateNew(m_hInst, m_hHwnd));
     if (warning != nullptr) warning->DoModal(WARNBOX_NoFiles);
     if (m_hHwnd == nullptr) return;
@@ -282,7 +281,7 @@ void CVarnoUIDlgMediaExplore::LeaveEmpty() {
 
 // ---- List and page -------------------------------------------------------------------------------------------------
 
-void CVarnoUIDlgMediaExplore::InitFileList(const std::string& directory, bool /*first*/) {
+void CVarnoUIDlgMediaExplore::InitFileList(const std::string& directory) {
     ClearFileList();
     m_files = ListMediaFiles(directory, m_SelectMediaType == Media_Photo ? FileList::kPhoto : FileList::kClip);
 }

@@ -59,7 +59,7 @@ class CVarnoUIDlgMediaExplore final : public CVarnoUIDialog {
     void LeaveEmpty();
 
     // The list and the page of it that is shown.
-    void InitFileList(const std::string& directory, bool first);
+    void InitFileList(const std::string& directory);
     void ClearFileList();
     unsigned TotalFiles() const { return static_cast<unsigned>(m_files.size()); }
     unsigned SelectedItem() const { return m_nCurPage * kPageItems + m_p2LineExp->GetCurrentPos(); }
@@ -88,8 +88,7 @@ class CVarnoUIDlgMediaExplore final : public CVarnoUIDialog {
     FILE_EXP_STATE m_curExpState = FILE_EXP_IDLE;
     FILE_EXP_STATE m_lastExpState = FILE_EXP_IDLE;
     UINT m_tTimerStateMachine = 0;
-    bool m_bLoaded = false;     // the first page was shown
-    bool m_bListEmpty = false;  // the last file was deleted
+    bool m_bLoaded = false;  // the first page was shown
     std::deque<WPARAM> m_keptKeys;
     std::unique_ptr<CVarnoUICtrl2LineExplorer> m_p2LineExp;
     std::unique_ptr<BusyPicture> m_pFunnel;
