@@ -5,6 +5,7 @@
 
 #include "app/cam_status.h"
 #include "mwin/windows.h"
+#include "ui/base/varno_ui_dlg_warning.h"
 
 class CVarnoCamRecCtrl;
 class CVarnoUICtrlBrightAdjust;
@@ -36,7 +37,10 @@ class CVarnoSVMain {
     // Stops and starts the state machine and the clock on the screen, around a change of the system's time.
     void StartAllTimer();
     void StopAllTimer();
-    // Hides everything and pauses the camera, and back, around a dialog.
+    // Ends a running recording; its file is whole afterwards.
+    void FinishRecording();
+    // Hides everything and pauses the camera, and back, around a dialog. Calls nest, a warning may come over a menu:
+    // the outermost ones count.
     void EnterMenu();
     void ExitMenu();
 
@@ -84,6 +88,7 @@ class CVarnoSVMain {
     void KickWatchdog();
     void CheckSpace();
     void CheckPowerOff();
+    void ShowWarning(WaningBoxType kind) const;
     void WarnNoSpace(bool trace);
     void ChangeToNewState(CamStatus status);
     void DetectCamera();
@@ -102,6 +107,9 @@ class CVarnoSVMain {
     bool IsCameraPlaying() const;
     bool IsCameraRecording() const;
 
+    // sv_usb_export.cpp: the storage is a PC's while one is connected.
+    void ExportStorage();
+
     std::unique_ptr<CVarnoUICtrlDateDisplay> m_pDateCtl;
     std::unique_ptr<CVarnoUICtrlPowerIcon> m_pBattery;
     std::unique_ptr<CVarnoUICtrlRecMode> m_pRecMode;
@@ -118,7 +126,8 @@ class CVarnoSVMain {
     std::unique_ptr<CVarnoCamRecCtrl> m_camctrl;
     std::unique_ptr<CVarnoUICtrlImageDisplayer> m_pRecordingImageCtrl;
     std::unique_ptr<CVarnoUICtrlImageDisplayer> m_pFunnelCtrl;
-    CVarnoUIDialog* m_dlgCurDlg = nullptr;  // the one that is open from live view
+    CVarnoUIDialog* m_dlgCurDlg = nullptr;  // open from live view, or null
+    int m_nMenuDepth = 0;                   // how often EnterMenu was called without ExitMenu
     bool m_bTimerContinue = true;           // while false, a tick only kicks the watchdog
     DWORD m_nLastWatchTick = 0;             // milliseconds; 0: never kicked
     bool m_bCanEnterSpaceAutoWarn = true;

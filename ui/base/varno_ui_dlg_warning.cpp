@@ -90,7 +90,6 @@ void CVarnoUIDlgWarning::LoadPictures() {
 
 // The pause keeps the picture where it is; nothing else runs meanwhile.
 void CVarnoUIDlgWarning::DestoryDialog() {
-    UpdateWindow(m_hHwnd);
     Varno::SleepSignalsOpen(kFarewell);
     printf("WM_DESTROY\n");
     if (m_tTimer != 0) KillTimer(m_hHwnd, m_tTimer);
@@ -158,7 +157,7 @@ LRESULT CVarnoUIDlgWarning::WindowProc(HWND hwnd, UINT msg, WPARAM wparam, LPARA
 
 void CVarnoUIDlgWarning::HandleKeyDown(WPARAM key) {
     printf("Keyval:0x%x\n", static_cast<unsigned>(key));
-    if (key == VK_F1 && LeavesByKey()) EndDialog(m_hHwnd, IDYES);
+    if (key == VK_F1 && LeavesByKey()) End(IDYES);
 }
 
 void CALLBACK CVarnoUIDlgWarning::fnTimerProc(HWND hwnd, UINT /*msg*/, UINT /*id*/, DWORD /*time*/) {
@@ -176,8 +175,14 @@ void CVarnoUIDlgWarning::CheckState() {
     CheckPowerOff();
 }
 
+// A key may have waited already when the dialog was opened: the picture is seen nevertheless.
+void CVarnoUIDlgWarning::End(int result) {
+    UpdateWindow(m_hHwnd);
+    EndDialog(m_hHwnd, result);
+}
+
 void CVarnoUIDlgWarning::EndByItself() {
-    EndDialog(m_hHwnd, kEndedByItself);
+    End(kEndedByItself);
     PostMessage(m_hHwnd, WM_QUIT, 0, 0);
 }
 

@@ -38,6 +38,7 @@ class CVarnoUIDlgWarning final : public CVarnoUIPopupDialog {
     void Paint(HWND hwnd) const;
     void HandleKeyDown(WPARAM key);
     void CheckState();
+    void End(int result);
     void EndByItself();
     void CheckPowerOff() const;
 
