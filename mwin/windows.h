@@ -270,6 +270,9 @@ UINT SetTimer(HWND window, UINT id, UINT milliseconds, TIMERPROC procedure);  //
 BOOL KillTimer(HWND window, UINT id);
 DWORD GetTickCount();
 
+// While keys wait none is handed out; afterwards they come in their order, to whoever has the focus by then.
+void MwLetKeysWait(BOOL wait);
+
 // ---- Dialogs -------------------------------------------------------------------------------------------------------
 inline LPCSTR MAKEINTRESOURCE(std::uintptr_t id) {
     return reinterpret_cast<LPCSTR>(id);

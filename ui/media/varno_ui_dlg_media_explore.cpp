@@ -18,8 +18,6 @@ namespace {
 constexpr WORD kDialogId = 105;
 constexpr UINT kTimerId = 0x10000007;
 constexpr UINT kPeriodMs = 100;
-constexpr UINT kNextKeptKey = WM_USER + 1;
-constexpr std::size_t kMostKeptKeys = 16;  // as many as the window system keeps
 constexpr LRESULT kWantsAllKeys = DLGC_WANTARROWS | DLGC_HASSETSEL | DLGC_WANTCHARS;
 constexpr UINT kYesNo = 4;
 constexpr COLORREF kBackground = 0xFFFFFFFF;
@@ -54,7 +52,8 @@ void CVarnoUIDlgMediaExplore::InitDialog() {
         InitPageStatic();
         Init2LineExp();
         SetActiveWindow(m_hHwnd);
-        ChangeToNewState(FILE_EXP_WAIT_ALL_FILE);
+        // Without the timer nothing would come, and the keys would wait for ever.
+        if (m_tTimerStateMachine != 0) ChangeToNewState(FILE_EXP_WAIT_ALL_FILE);
     }
     SetCaption(m_SelectMediaType == Media_Photo ? "Photo" : "Video");
 }
@@ -66,10 +65,7 @@ void CVarnoUIDlgMediaExplore::DestoryDialog() {
     DeinitPageStatic();
     DeinitArrows();
     ClearFileList();
-    // Meant for what is there once this dialog has gone.
-    for (const WPARAM key : m_keptKeys)
-        PostMessage(m_hParent, WM_KEYDOWN, key, 0);
-    m_keptKeys.clear();
+    MwLetKeysWait(FALSE);
     printf("CVarnoUIDlgMediaExplore::DestoryDialog\n");
     CVarnoUIDialog::DestoryDialog();
 }
@@ -88,14 +84,7 @@ LRESULT CVarnoUIDlgMediaExplore::DialogProc(HWND hwnd, UINT msg, WPARAM wparam, 
             return reinterpret_cast<LRESULT>(Varno::SolidBrush(kBackground));
         }
         case WM_KEYDOWN:
-            if (m_curExpState == FILE_EXP_IDLE) {
-                HandleKeyDown(static_cast<unsigned>(wparam));
-            } else {
-                KeepKey(wparam);
-            }
-            return 0;
-        case kNextKeptKey:
-            NextKeptKey();
+            if (m_curExpState == FILE_EXP_IDLE) HandleKeyDown(static_cast<unsigned>(wparam));
             return 0;
         default:
             return DefWindowProc(hwnd, msg, wparam, lparam);
@@ -134,7 +123,6 @@ void CVarnoUIDlgMediaExplore::StateMachine() {
             m_bLoaded = true;
             ChangeToNewState(FILE_EXP_IDLE);
             DenitFunnelCtrl();
-            if (!m_keptKeys.empty()) PostMessage(m_hHwnd, kNextKeptKey, 0, 0);
             break;
         case FILE_EXP_IDLE:
             break;
@@ -145,6 +133,7 @@ void CVarnoUIDlgMediaExplore::ChangeToNewState(FILE_EXP_STATE state) {
     m_lastExpState = m_curExpState;
     m_curExpState = state;
     printf("FileExplorer state %s to %s\n", StateString(m_lastExpState), StateString(m_curExpState));
+    MwLetKeysWait(m_curExpState != FILE_EXP_IDLE);
 }
 
 const char* CVarnoUIDlgMediaExplore::StateString(FILE_EXP_STATE state) {
@@ -167,23 +156,6 @@ void CVarnoUIDlgMediaExplore::ShowLastPage() {
 }
 
 // ---- Keys ----------------------------------------------------------------------------------------------------------
-
-void CVarnoUIDlgMediaExplore::KeepKey(WPARAM key) {
-    if (m_keptKeys.size() < kMostKeptKeys) m_keptKeys.push_back(key);
-}
-
-void CVarnoUIDlgMediaExplore::NextKeptKey() {
-    if (m_keptKeys.empty()) return;
-    const WPARAM key = m_keptKeys.front();
-    m_keptKeys.pop_front();
-    // The next one is on its way before this one is handled, which may run another dialog: the rest is meant for that.
-    if (!m_keptKeys.empty()) PostMessage(m_hHwnd, kNextKeptKey, 0, 0);
-    if (GetActiveWindow() == m_hHwnd) {
-        HandleKeyDown(static_cast<unsigned>(key));
-    } else {
-        PostMessage(GetFocus(), WM_KEYDOWN, key, 0);
-    }
-}
 
 void CVarnoUIDlgMediaExplore::HandleKeyDown(unsigned key) {
     switch (key) {

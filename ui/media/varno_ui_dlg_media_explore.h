@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,9 +47,6 @@ class CVarnoUIDlgMediaExplore final : public CVarnoUIDialog {
     static const char* StateString(FILE_EXP_STATE state);
     void ShowLastPage();
 
-    // Keys. Those that come while the files are loaded wait.
-    void KeepKey(WPARAM key);
-    void NextKeptKey();
     void HandleKeyDown(unsigned key);
     void Move(ExplorerMove move);
     void OpenSelected();
@@ -89,7 +85,6 @@ class CVarnoUIDlgMediaExplore final : public CVarnoUIDialog {
     FILE_EXP_STATE m_lastExpState = FILE_EXP_IDLE;
     UINT m_tTimerStateMachine = 0;
     bool m_bLoaded = false;  // the first page was shown
-    std::deque<WPARAM> m_keptKeys;
     std::unique_ptr<CVarnoUICtrl2LineExplorer> m_p2LineExp;
     std::unique_ptr<BusyPicture> m_pFunnel;
     std::array<std::unique_ptr<CVarnoUICtrlArrow>, 2> m_arrows;  // ARROW_UP, ARROW_DOWN
