@@ -304,7 +304,8 @@ struct Layout {
     int grid_top = height * 38 / 240;
     int grid_height = height * 165 / 240;
     int line_height = height - grid_top - grid_height;
-    int text_width = width / 3;
+    int text_left = width / 4;
+    int text_width = width / 2;
     int text_height = line_height * 24 / 37;
     int text_top = grid_top + grid_height + (line_height - text_height) / 2;
     int arrow_width = width * 20 / 320;
@@ -316,8 +317,8 @@ struct Layout {
 
 void CVarnoUIDlgMediaExplore::InitArrows() {
     const Layout at;
-    const int left = at.text_width - at.arrow_width;
-    const int right = 2 * at.text_width;
+    const int left = at.text_left - at.arrow_width;
+    const int right = at.text_left + at.text_width;
     for (const ARROW_DIR direction : {ARROW_UP, ARROW_DOWN}) {
         auto& arrow = m_arrows[direction];
         arrow.reset(CVarnoUICtrlArrow::CreateNew(m_hInst, m_hHwnd, direction, direction == ARROW_UP ? left : right,
@@ -346,7 +347,7 @@ void CVarnoUIDlgMediaExplore::DenitFunnelCtrl() {
 
 void CVarnoUIDlgMediaExplore::InitPageStatic() {
     const Layout at;
-    m_hPageStatic = CreateWindowEx(0, "STATIC", "", WS_CHILD | WS_VISIBLE | SS_CENTER, at.text_width, at.text_top,
+    m_hPageStatic = CreateWindowEx(0, "STATIC", "", WS_CHILD | WS_VISIBLE | SS_CENTER, at.text_left, at.text_top,
                                    at.text_width, at.text_height, m_hHwnd, nullptr, m_hInst, nullptr);
     InitPageStaticFont(at.text_height * 5 / 6);
 }
