@@ -39,9 +39,12 @@ bool OverlayView::Open() {
     if (Overlay().IsStreaming()) return true;
     const std::int64_t now = Varno::kernel().RealTime().tv_sec;
     if (now == m_lastFailure) return false;
-    if (Overlay().Start(ClipFrame::kWidth, ClipFrame::kHeight)) return true;
-    m_lastFailure = now;
-    return false;
+    if (!Overlay().Start(ClipFrame::kWidth, ClipFrame::kHeight)) {
+        m_lastFailure = now;
+        return false;
+    }
+    SetView(ClipFrame::kWidth, ClipFrame::kHeight, PXP_ROTATE_Orig);
+    return true;
 }
 
 void OverlayView::Show(const unsigned char* frame) {

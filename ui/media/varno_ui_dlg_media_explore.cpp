@@ -47,7 +47,9 @@ void CVarnoUIDlgMediaExplore::InitDialog() {
     const std::string directory = MediaDirectory();
     if (!directory.empty()) {
         m_strCurPath = directory;
+        InitFunnelCtrl();
         InitFileList(directory);
+        DenitFunnelCtrl();
         InitArrows();
         InitPageStatic();
         Init2LineExp();

@@ -67,6 +67,7 @@ CVarnoUIDlgMediaPlayer::~CVarnoUIDlgMediaPlayer() {
 void CVarnoUIDlgMediaPlayer::SetFilename(const std::string& path) {
     m_strFilename = path;
     m_bPhotoMode = KindOfFile(path) != FileList::kClip;
+    const BusyPicture busy;
     InitJPGFileList(Varno::PathBasename(path));
     m_nImgPos = GetFilePostionInList(path);
 }
