@@ -178,6 +178,39 @@ TEST_F(ListBoxTest, OnlyTheRowsThatChangeAreDrawn) {
     EXPECT_EQ(RepaintedPixels(), 0);
 }
 
+TEST_F(ListBoxTest, TextStaysInItsRow) {
+    // Of 100 pixels of width and 25 of height, less the margins and the scroll mark.
+    Send(LB_RESETCONTENT, 0, 0);
+    HFONT font = CreateFont(12, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "Arial.ttf");
+    Send(WM_SETFONT, reinterpret_cast<WPARAM>(font), 0);
+    for (const char* row : {"", "MMM MMM MMM MMM MMM MMM", "MMMMMMMMMMMMMMMMMM", "", "", "x"})
+        Send(LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(row));
+    RunUntilIdle();
+    EXPECT_TRUE(AnyPixel(0xFFFFFFFF, {14, 35, 102, 47})) << "two lines";
+    EXPECT_TRUE(AnyPixel(0xFFFFFFFF, {14, 48, 102, 60}));
+    EXPECT_FALSE(AnyPixel(0xFFFFFFFF, {10, 10, 110, 35})) << "the empty rows around";
+    EXPECT_FALSE(AnyPixel(0xFFFFFFFF, {10, 85, 110, 110}));
+    EXPECT_FALSE(AnyPixel(0xFFFFFFFF, {102, 35, 106, 85})) << "beside the scroll mark";
+    DeleteObject(font);
+}
+
+TEST_F(ListBoxTest, FocusFramesTheSelectedRow) {
+    Send(LB_SETCURSEL, 1, 0);
+    RunUntilIdle();
+    const auto framed = [&] { return screen.At(10, 35) == 0xFFFFFFFF && screen.At(100, 59) == 0xFFFFFFFF; };
+    EXPECT_FALSE(framed());
+    SetFocus(list);
+    RunUntilIdle();
+    EXPECT_TRUE(framed());
+    Send(LB_SETCURSEL, 0, 0);
+    RunUntilIdle();
+    EXPECT_FALSE(framed());
+    Send(LB_SETCURSEL, 1, 0);
+    SetFocus(parent);
+    RunUntilIdle();
+    EXPECT_FALSE(framed());
+}
+
 TEST_F(ControlTest, ProgressBarDrawsWhatChanged) {
     HWND bar = Create("msctls_progress32", 0);
     SendMessage(bar, PBM_SETRANGE, 0, 1000000);

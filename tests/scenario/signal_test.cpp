@@ -1,4 +1,4 @@
-// The program as a process of its own, in real time, ended by a signal.
+// The program as a process of its own, in real time, which ends by a signal or from inside a dialog.
 #include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -132,6 +132,46 @@ TEST_F(Signals, FinishTheVideo) {
     for (unsigned i = 0; i < 4; ++i)
         size |= static_cast<std::uint32_t>(static_cast<unsigned char>(video.at(4 + i))) << 8 * i;
     EXPECT_EQ(size + 8, video.size());
+}
+
+using TvOutput = ScenarioTest;
+
+TEST_F(TvOutput, EndsTheProgramAndIsTakenUpAtTheNextStart) {
+    const struct {
+        int row;
+        const char* panel;
+    } cases[] = {{0, "lcd_panel=tvenc_ntsc\n"}, {1, "lcd_panel=tvenc_pal\n"}};
+    board.Set(&board::Block::tv_cable, true);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.panel);
+        board.Write("/etc/lcdparams", "lcd_panel=ili9341\n");
+        board.Folder().Sync();
+        {
+            Process process(board);
+            ASSERT_TRUE(process.ReadUntil("new: CAM_STATUS_VIEW\n")) << process.text;
+            for (const int key : {VK_F1, VK_RETURN, VK_UP, VK_RETURN})
+                process.Press(key);
+            if (c.row > 0) process.Press(VK_DOWN);
+            process.Press(VK_RETURN);
+            process.Press(VK_RETURN);
+            EXPECT_EQ(process.Wait(), 0) << process.text;
+            const std::size_t at = process.text.find("TV out\n");
+            ASSERT_NE(at, std::string::npos) << process.text;
+            EXPECT_THAT(process.text.substr(at),
+                        testing::MatchesRegex("(.|\n)*TV out Line: (.|\n)*Exit varnosv program!!!!!\n"
+                                              "(.|\n)*CVarnoSVMain::~CVarnoSVMain\n(.|\n)*"));
+        }
+        EXPECT_EQ(board.Read("/etc/lcdparams"), c.panel);
+        EXPECT_FALSE(board.Get(&board::Block::watchdog).armed);
+
+        Process again(board);
+        ASSERT_TRUE(again.ReadUntil("new: CAM_STATUS_VIEW\n")) << again.text;
+        EXPECT_EQ(Drawn({0, 0, 320, 239}), 0) << "the picture alone";
+        again.Press(VK_F1);
+        again.Signal(SIGTERM);
+        EXPECT_EQ(again.Wait(), 0);
+        EXPECT_EQ(again.text.find("new: CAM_STATUS_STOP"), std::string::npos);
+    }
 }
 
 }  // namespace

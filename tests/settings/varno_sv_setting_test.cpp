@@ -251,6 +251,44 @@ TEST_F(Settings, UnparsableFileIsPutAside) {
     EXPECT_EQ(kernel.Get(std::string(kFile) + ".bad"), broken[0]);
 }
 
+// Whatever is left of a file, the program starts with every built-in text, says what is wrong once, and keeps what it
+// cannot read.
+TEST_F(Settings, StartsWithWhateverIsLeftOfItsFile) {
+    const std::string shipped = Contents(source / kShipped);
+    struct Case {
+        std::string text;
+        bool readable;
+    };
+    std::vector<Case> cases{{Document("<Item name=\"Languages\"><Languages name=\"en\" id=\"0\">"
+                                      "<StringTable ID=\"10001\" string=\"Setup\"/>"
+                                      "<StringTable ID=\"10001\" string=\"Second\"/></Languages>"
+                                      "<Languages name=\"de\" id=\"0\"/></Item>"),
+                             true},
+                            {"<Other><Item name=\"Settings\"/></Other>", true},
+                            {"<!-- nothing else -->", true}};
+    for (std::size_t length = 64; length < shipped.find("</Varno>"); length += 64)
+        cases.push_back({shipped.substr(0, length), false});
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text.size());
+        testing::internal::CaptureStdout();
+        Start(c.text);
+        const std::string printed = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(Count(printed, "Error in varnosvconf.xml: "), c.readable ? 0 : 1) << printed;
+        for (const BuiltInTexts& language : kBuiltInTexts) {
+            for (int i = 0; i < BuiltInTexts::kCount; ++i)
+                ASSERT_EQ(store.GetXMLConfLangItemVal(language.language, 10001 + i, "none"), language.texts[i]);
+        }
+        EXPECT_EQ(store.GetXMLConfLangItemVal(10001, "Setup"), "Setup");
+        EXPECT_TRUE(store.GetColorful());
+        std::string kept;
+        for (int number = 1; number <= 9; ++number) {
+            const std::string aside = std::string(kFile) + ".bad" + (number > 1 ? std::to_string(number) : "");
+            if (kernel.Exists(aside)) kept = kernel.Get(aside);
+        }
+        EXPECT_TRUE(c.readable || kept == c.text);
+    }
+}
+
 TEST_F(Settings, FailedSaveKeepsTheOldFile) {
     Start(Contents(source / kShipped));
     const std::string before = File();

@@ -85,6 +85,31 @@ TEST_F(MessageTest, QuestionsAreAnsweredByKeys) {
     }
 }
 
+// A menu that asks something as soon as it is opened.
+class AskingMenu final : public CVarnoUIDialog {
+  public:
+    using CVarnoUIDialog::CVarnoUIDialog;
+    LRESULT DialogProc(HWND hwnd, UINT msg, WPARAM /*wparam*/, LPARAM /*lparam*/) override {
+        if (msg == WM_USER) answer = VarnoMessageBox(hwnd, "Delete?", "", 4);
+        return 0;
+    }
+    int answer = 0;
+};
+
+TEST_F(MessageTest, MenuClosedFromOutsideTakesItsQuestionAlong) {
+    static AskingMenu* menu = nullptr;
+    AskingMenu opened(Instance(), parent, 103);
+    menu = &opened;
+    SetTimer(parent, 1, 1000, [](HWND, UINT, UINT, DWORD) { menu->CloseFromOutside(); });
+    clock.WhenIdle([&] { PostMessage(GetActiveWindow(), WM_USER, 0, 0); });
+    clock.WhenIdle([&] { clock.Advance(1000); });
+    EXPECT_EQ(opened.DoModel(), 0);
+    EXPECT_EQ(opened.answer, IDNO);
+    EXPECT_EQ(GetActiveWindow(), parent);
+    KillTimer(parent, 1);
+    opened.CloseFromOutside();
+}
+
 TEST_F(MessageTest, WarningsLeaveAsTheirKindSays) {
     EXPECT_EQ(Warn(WARNBOX_MAX), 8);
     const std::string ending = "CVarnoUIDlgWarning::DestoryDialog\nCVarnoUIPopupDialog::~CVarnoUIPopupDialog\n";

@@ -38,7 +38,8 @@ int VarnoMessageBox(HWND parent, const char* text, const char* caption, UINT sty
     box->SetText(text);
     box->SetCaption(caption);
     box->SetUStyle(style);
-    return box->DoModel();
+    // Whatever else ends it is no consent.
+    return box->DoModel() == IDYES ? IDYES : IDNO;
 }
 
 CVarnoUIDlgMsgBox* CVarnoUIDlgMsgBox::CreateNew(HINSTANCE instance, HWND parent) {

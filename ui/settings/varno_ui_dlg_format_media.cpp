@@ -75,6 +75,7 @@ void CVarnoUIDlgFormatMedia::FormatMedia() {
     printf("Start Formating media\n");
     const std::string card = Varno::GetMMCFirstPart();
     if (!Ask({10016, "Warning - this will erase ALL files in memory"})) return;
+    UpdateWindow(m_hHwnd);  // the question would stay on the screen
     Varno::ShowFunnel(true);
     if (!card.empty()) {
         FormatCard(card);

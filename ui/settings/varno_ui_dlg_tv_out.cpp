@@ -24,7 +24,7 @@ CVarnoUIDlgTVout* CVarnoUIDlgTVout::CreateNew(HINSTANCE instance, HWND parent) {
 }
 
 CVarnoUIDlgTVout::CVarnoUIDlgTVout(HINSTANCE instance, HWND parent)
-    : CVarnoUIListDialog(instance, parent, kCaption, {"TVOUT", "Arial.ttf", 0.35, 0}) {}
+    : CVarnoUIListDialog(instance, parent, kCaption, {"TVOUT", "Arial.ttf", 0.25, 0}) {}
 
 std::vector<CVarnoUIListDialog::Row> CVarnoUIDlgTVout::Rows() {
     return {{"NTSC"}, {"PAL"}};

@@ -6,6 +6,8 @@
 
 namespace {
 
+// Pixels between the caption and a selected top row, which are of one colour.
+constexpr int kGap = 2;
 // Pixels; a file that lists more rows than fit at this height makes the list scroll.
 constexpr int kSmallestRow = 16;
 // Pixels left and right of a row's text together, the mark of a list that scrolls included.
@@ -31,8 +33,8 @@ void CVarnoUIListDialog::InitListBox() {
     DeinitListBox();
     RECT frame{};
     GetClientRect(m_hFrame, &frame);
-    m_hListMenu = CreateWindowEx(0, "LISTBOX", m_style.window_text, WS_CHILD | WS_VISIBLE | LBS_NOTIFY, 0, 0,
-                                 frame.right, frame.bottom, m_hFrame, nullptr, m_hInst, nullptr);
+    m_hListMenu = CreateWindowEx(0, "LISTBOX", m_style.window_text, WS_CHILD | WS_VISIBLE | LBS_NOTIFY, 0, kGap,
+                                 frame.right, frame.bottom - kGap, m_hFrame, nullptr, m_hInst, nullptr);
     RefreshListBox();
 }
 
