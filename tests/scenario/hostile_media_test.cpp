@@ -40,6 +40,7 @@ class HostileMedia : public ScenarioTest {
         video_ = video;
         program->Press(VK_RETURN);
         ASSERT_TRUE(program->RunUntilPrinted("to FILE_EXP_IDLE\n", from));
+        program->Advance(100ms);  // the busy picture goes, and the page is drawn
     }
     void ClosePlayerAndBrowser() {
         program->Press(VK_F1);

@@ -35,6 +35,7 @@ class Media : public ScenarioTest {
         const std::size_t from = program->Output().size();
         program->Press(VK_RETURN);
         ASSERT_TRUE(program->RunUntilPrinted(kIdle, from));
+        program->Advance(100ms);  // the busy picture goes, and the page is drawn
     }
     void OpenVideos() {
         OpenNavigation();
