@@ -267,4 +267,53 @@ TEST_F(Warnings, PcGetsTheStorageAndGivesItBack) {
 }
 
 }  // namespace
+
+// A warning over a photo leaves it as it was; a PC closes what is open before it gets the storage.
+TEST_F(Warnings, MenusBelow) {
+    StartLive();
+    program->Press(VK_RETURN);
+    ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n"));
+    ExpectLiveView();
+    ChooseVideo();
+    program->Press(VK_F4);
+    ASSERT_TRUE(RunUntilState("STOP"));
+    for (int i = 0; i < 2; ++i) {
+        program->Advance(1s);
+        program->Press(VK_RETURN);
+    }
+    program->Advance(1s);
+    const board::LcdPicture photo = board.Lcd();
+    SetCardSpace(1000);
+    LeaveNoSpace();
+    program->Advance(1s);
+    EXPECT_EQ(State(), "STOP");
+    EXPECT_EQ(board.Lcd(), photo);
+    for (int i = 0; i < 3; ++i) {
+        program->Press(VK_F1);
+        program->Advance(1s);
+    }
+    SetCardSpace(100000);
+    ExpectLiveView();
+
+    RecordForAWhile();
+    program->Press(VK_RETURN);
+    ExpectLiveView();
+    program->Press(VK_F4);
+    ASSERT_TRUE(RunUntilState("STOP"));
+    program->Press(VK_RIGHT);
+    for (int i = 0; i < 3; ++i) {
+        program->Press(VK_RETURN);
+        program->Advance(700ms);
+    }
+    EXPECT_EQ(board.Get(&board::Block::pxp).output, 0U) << "the clip plays";
+    Set(&board::Block::usb_host, true);
+    ASSERT_TRUE(program->RunUntil([this] { return Unit(0) == "/dev/loop0" && WarningShows(); }, 5s));
+    program->Advance(2s);
+    Set(&board::Block::usb_host, false);
+    ExpectLiveView();
+    EXPECT_EQ(board.Get(&board::Block::lamp), 70);
+    EXPECT_EQ(board.Get(&board::Block::violations), 0U);
+    RecordForAWhile();
+}
+
 }  // namespace scenario
