@@ -315,8 +315,8 @@ BOOL LineTo(HDC dc, int x, int y);
 BOOL Polygon(HDC dc, const POINT* points, int count);
 COLORREF SetPixel(HDC dc, int x, int y, COLORREF color);
 BOOL TextOut(HDC dc, int x, int y, LPCSTR text, int length);
-// `length` -1: zero-terminated. Returns the height. DT_WORDBREAK splits a word only where it is wider than the rectangle;
-// DT_CALCRECT then answers the word's whole width.
+// `length` -1: zero-terminated. Returns the height. DT_WORDBREAK splits a word only where it is wider than the
+// rectangle; DT_CALCRECT then answers the word's whole width.
 int DrawText(HDC dc, LPCSTR text, int length, RECT* rect, UINT format);
 inline int DrawTextA(HDC dc, LPCSTR text, int length, RECT* rect, UINT format) {
     return DrawText(dc, text, length, rect, format);
