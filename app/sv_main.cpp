@@ -199,6 +199,9 @@ void CVarnoSVMain::HandleKeyDown(HWND /*hwnd*/, UINT /*msg*/, WPARAM wparam, LPA
         case VK_F3:
             ToggleRecMode();
             break;
+        case VK_F4:
+            OpenMedia();
+            break;
         default:
             break;
     }

@@ -64,6 +64,7 @@ class CVarnoSVMain {
 
     // sv_main_menus.cpp: the dialogs that are opened from live view.
     void OpenSettings();
+    void OpenMedia();
     void LeaveMenu();
 
     // sv_main_controls.cpp: what lies over the picture.

@@ -2,6 +2,7 @@
 #include "app/globals.h"
 #include "app/sv_main.h"
 #include "ui/controls/varno_ui_ctrl_rec_mode.h"
+#include "ui/media/varno_ui_dlg_media_nav.h"
 #include "ui/settings/varno_ui_dlg_setting.h"
 #include "video/varno_cam_rec_ctrl.h"
 
@@ -20,6 +21,19 @@ void CVarnoSVMain::OpenSettings() {
         StopStateMachine();
         DestroyWindow(m_hHwnd);  // ends the program
     }
+    LeaveMenu();
+}
+
+void CVarnoSVMain::OpenMedia() {
+    if (m_camctrl == nullptr || (m_pRecMode != nullptr && m_pRecMode->RecordStatus())) return;
+    EnterMenu();
+    videoflag = 0;
+    m_camctrl->ChangeBright(0);
+    std::unique_ptr<CVarnoUIDlgMediaNav> dialog(CVarnoUIDlgMediaNav::CreateNew(m_hInst, m_hHwnd));
+    m_dlgCurDlg = dialog.get();
+    dialog->DoModel();
+    m_dlgCurDlg = nullptr;
+    dialog.reset();
     LeaveMenu();
 }
 

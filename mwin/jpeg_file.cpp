@@ -28,6 +28,13 @@ struct Decoder {
     ~Decoder() { jpeg_destroy_decompress(&info); }
 };
 
+// A file, or data in memory.
+struct Source {
+    const std::uint8_t* data;
+    std::size_t size;
+    FILE* file;
+};
+
 [[noreturn]] void Fail(j_common_ptr info) {
     std::longjmp(static_cast<Decoder*>(info->client_data)->failed, 1);
 }
@@ -59,6 +66,21 @@ unsigned FittingScale(const jpeg_decompress_struct& info) {
     return 0;
 }
 
+// The smallest of the quick scales at which the picture fills its room; 0 when none of them fits.
+unsigned ScaleFor(const jpeg_decompress_struct& info, const Room& room) {
+    const unsigned largest = FittingScale(info);
+    if (room.width <= 0 || room.height <= 0) return largest;
+    const std::int64_t width = info.image_width;
+    const std::int64_t height = info.image_height;
+    const bool wide = width * room.height > height * room.width;
+    for (unsigned scale = 1; scale < largest; scale *= 2) {
+        const bool fills =
+            wide ? width * scale >= std::int64_t{room.width} * 8 : height * scale >= std::int64_t{room.height} * 8;
+        if (fills) return scale;
+    }
+    return largest;
+}
+
 // Adobe stores the four inks inverted.
 void ConvertCmyk(const std::uint8_t* inks, std::uint32_t* pixels, unsigned count, bool inverted) {
     for (unsigned i = 0; i < count; ++i, inks += 4) {
@@ -72,16 +94,20 @@ void ConvertCmyk(const std::uint8_t* inks, std::uint32_t* pixels, unsigned count
 }
 
 // Every object that owns something lives outside, since failures jump out of here.
-bool Decode(Decoder& decoder, const std::uint8_t* data, std::size_t size, Picture& picture) {
+bool Decode(Decoder& decoder, const Source& source, const Room& room, Picture& picture) {
     jpeg_decompress_struct& info = decoder.info;
     if (setjmp(decoder.failed) != 0) return false;  // NOLINT(cert-err52-cpp): libjpeg's way to fail
     jpeg_create_decompress(&info);
     info.client_data = &decoder;
     info.mem->max_memory_to_use = kMaxDecoderMemory;
-    jpeg_mem_src(&info, data, size);
+    if (source.file != nullptr) {
+        jpeg_stdio_src(&info, source.file);
+    } else {
+        jpeg_mem_src(&info, source.data, source.size);
+    }
     jpeg_read_header(&info, TRUE);
     info.progress = &decoder.progress;
-    info.scale_num = FittingScale(info);
+    info.scale_num = ScaleFor(info, room);
     info.scale_denom = 8;
     if (info.scale_num == 0) return false;
     const bool inks = info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;
@@ -107,9 +133,7 @@ bool Decode(Decoder& decoder, const std::uint8_t* data, std::size_t size, Pictur
     return true;
 }
 
-}  // namespace
-
-Picture DecodeJpeg(const std::uint8_t* data, std::size_t size) {
+Picture Decode(const Source& source, const Room& room) {
     Decoder decoder;
     decoder.info.err = jpeg_std_error(&decoder.errors);
     decoder.info.client_data = &decoder;
@@ -117,7 +141,17 @@ Picture DecodeJpeg(const std::uint8_t* data, std::size_t size) {
     decoder.errors.emit_message = Warn;
     decoder.progress.progress_monitor = CheckScans;
     Picture picture;
-    return Decode(decoder, data, size, picture) ? std::move(picture) : Picture{};
+    return Decode(decoder, source, room, picture) ? std::move(picture) : Picture{};
+}
+
+}  // namespace
+
+Picture DecodeJpeg(const std::uint8_t* data, std::size_t size, const Room& room) {
+    return Decode({data, size, nullptr}, room);
+}
+
+Picture DecodeJpeg(FILE* file, const Room& room) {
+    return Decode({nullptr, 0, file}, room);
 }
 
 }  // namespace mwin

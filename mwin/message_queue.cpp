@@ -34,6 +34,7 @@ struct Queue {
     std::deque<KeyEvent> key_events;
     int waiting_presses = 0;
     std::bitset<kKeyCodes> held;  // keys whose press was taken
+    bool keys_wait = false;       // none is handed out
     bool quit = false;
     int exit_code = 0;
     int dispatch_depth = 0;
@@ -116,7 +117,7 @@ void ReadKeys() {
 bool TakeKey(const Filter& filter, MSG& message) {
     Queue& q = queue();
     ReadKeys();
-    while (!q.key_events.empty()) {
+    while (!q.key_events.empty() && !q.keys_wait) {
         const KeyEvent event = q.key_events.front();
         const bool released = event.kind == KeyEvent::Kind::Release;
         const WindowPtr target = KeyTarget();
@@ -175,6 +176,7 @@ void CloseQueue() {
     q.key_events.clear();
     q.waiting_presses = 0;
     q.held.reset();
+    q.keys_wait = false;
     q.quit = false;
     q.dispatch_depth = 0;
 }
@@ -219,6 +221,10 @@ BOOL PostMessage(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
 void PostQuitMessage(int exit_code) {
     mwin::queue().quit = true;
     mwin::queue().exit_code = exit_code;
+}
+
+void MwLetKeysWait(BOOL wait) {
+    mwin::queue().keys_wait = wait != FALSE;
 }
 
 BOOL GetMessage(MSG* message, HWND window, UINT first, UINT last) {

@@ -5,11 +5,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 #include <new>
 
 namespace mwin {
+namespace {
+
+constexpr char kJpegMagic[] = "\xFF\xD8\xFF";
+
+struct FileCloser {
+    void operator()(FILE* file) const { std::fclose(file); }
+};
+
+}  // namespace
 
 bool Picture::Allocate(std::int64_t new_width, std::int64_t new_height) {
     if (new_width <= 0 || new_height <= 0 || new_width > kMaxPicturePixels / new_height) return false;
@@ -40,32 +48,35 @@ Picture DecodePicture(const std::uint8_t* data, std::size_t size) {
         return size > length && std::memcmp(data, magic, length) == 0;
     };
     if (starts_with("\x89PNG\r\n\x1a\n", 8)) return DecodePng(data, size);
-    if (starts_with("\xFF\xD8\xFF", 3)) return DecodeJpeg(data, size);
+    if (starts_with(kJpegMagic, sizeof kJpegMagic - 1)) return DecodeJpeg(data, size);
     if (starts_with("GIF8", 4)) return DecodeGif(data, size);
     return {};
 }
 
-Picture LoadPicture(const char* path) {
+Picture LoadPicture(const char* path, const Room& room) {
     if (path == nullptr) return {};
     const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return {};
-    Picture picture;
-    struct stat status {};
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0 &&
-        static_cast<std::uint64_t>(status.st_size) <= kMaxPictureFileBytes) {
-        const auto size = static_cast<std::size_t>(status.st_size);
-        const std::unique_ptr<std::uint8_t[]> data(new (std::nothrow) std::uint8_t[size]);
-        std::size_t filled = 0;
-        while (data && filled < size) {
-            const ssize_t count = read(fd, data.get() + filled, size - filled);
-            if (count < 0 && errno == EINTR) continue;
-            if (count <= 0) break;
-            filled += static_cast<std::size_t>(count);
-        }
-        if (data) picture = DecodePicture(data.get(), filled);
+    const std::unique_ptr<FILE, FileCloser> file(fdopen(fd, "rb"));
+    if (!file) {
+        close(fd);
+        return {};
     }
-    close(fd);
-    return picture;
+    struct stat status {};
+    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= 0 ||
+        static_cast<std::uint64_t>(status.st_size) > kMaxPictureFileBytes) {
+        return {};
+    }
+    // The magic is shorter than any stream's buffer, so that going back reads nothing again.
+    std::uint8_t magic[sizeof kJpegMagic - 1];
+    const bool is_jpeg =
+        std::fread(magic, sizeof magic, 1, file.get()) == 1 && std::memcmp(magic, kJpegMagic, sizeof magic) == 0;
+    std::rewind(file.get());
+    if (is_jpeg) return DecodeJpeg(file.get(), room);
+
+    const auto size = static_cast<std::size_t>(status.st_size);
+    const std::unique_ptr<std::uint8_t[]> data(new (std::nothrow) std::uint8_t[size]);
+    return data ? DecodePicture(data.get(), std::fread(data.get(), 1, size, file.get())) : Picture{};
 }
 
 }  // namespace mwin

@@ -149,7 +149,11 @@ PSD GdCreatePixmap(PSD /*screen*/, int width, int height, int /*format*/, void* 
 }
 
 PSD GdLoadImageFromFile(const char* path, int /*flags*/) {
-    mwin::Picture picture = mwin::LoadPicture(path);
+    return GdLoadImageFit(path, 0, 0);
+}
+
+PSD GdLoadImageFit(const char* path, int width, int height) {
+    mwin::Picture picture = mwin::LoadPicture(path, {width, height});
     if (!picture.pixels) return nullptr;
     std::uint32_t* first = picture.pixels.get();
     const std::size_t count = static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height);

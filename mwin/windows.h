@@ -271,6 +271,9 @@ UINT SetTimer(HWND window, UINT id, UINT milliseconds, TIMERPROC procedure);  //
 BOOL KillTimer(HWND window, UINT id);
 DWORD GetTickCount();
 
+// While keys wait none is handed out; afterwards they come in their order, to whoever has the focus by then.
+void MwLetKeysWait(BOOL wait);
+
 // ---- Dialogs -------------------------------------------------------------------------------------------------------
 inline LPCSTR MAKEINTRESOURCE(std::uintptr_t id) {
     return reinterpret_cast<LPCSTR>(id);
@@ -328,6 +331,9 @@ BOOL GetTextMetrics(HDC dc, TEXTMETRIC* metrics);
 // Decodes a PNG, JPEG or GIF file (its first frame). Null for a missing, broken or absurdly large one. Free with
 // FreeMemGC.
 PSD GdLoadImageFromFile(const char* path, int flags);
+// The same for a picture that is to be seen in a room of that size: a JPEG comes at a smaller scale that still fills
+// the room with its proportions kept, which takes less time and memory.
+PSD GdLoadImageFit(const char* path, int width, int height);
 // A drawing device over pixels: the caller's when `pixels` is non-null (they must outlive it), its own when null.
 // `format` and `palette_size` are accepted as given and ignored: pixels are always 32-bit.
 PSD GdCreatePixmap(PSD screen, int width, int height, int format, void* pixels, int palette_size);

@@ -54,6 +54,21 @@ std::string GetParentDIR(const std::string& path) {
     return parent.empty() ? "/" : parent;
 }
 
+std::string ShellWord(const std::string& text) {
+    constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-./+,:@%";
+    if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
+    std::string word = "'";
+    for (const char c : text) {
+        // A quote stands outside the quotes.
+        if (c == '\'') {
+            word += "'\\''";
+        } else {
+            word += c;
+        }
+    }
+    return word + "'";
+}
+
 std::string GetExtendFilename(const std::string& path) {
     const std::string name = path.substr(path.find_last_of('/') + 1);
     const auto dot = name.find_last_of('.');

@@ -26,4 +26,7 @@ void StringToLowcase(std::string& text);
 // The text after the last dot of the file's name; empty without a dot.
 [[nodiscard]] std::string GetExtendFilename(const std::string& path);
 
+// `text` as one word of a shell's command line: itself where a shell sees nothing in it, else in single quotes.
+[[nodiscard]] std::string ShellWord(const std::string& text);
+
 }  // namespace Varno

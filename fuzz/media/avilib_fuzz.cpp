@@ -1,4 +1,4 @@
-// Opens any bytes as an AVI file and reads all that is in it.
+// Opens any bytes as an AVI file and reads all that is in it, by the library and as the player and the browser do.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -8,9 +8,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "media/avilib.h"
+#include "media/clip_frame.h"
+#include "media/varno_avi_reader.h"
 #include "sys/kernel_linux.h"
 
 namespace {
@@ -51,6 +55,22 @@ void ReadAudio(avi_t* avi) {
     }
 }
 
+// Every frame of the clip (a few hundred), and its thumbnail.
+void ShowClip(const std::uint8_t* data, std::size_t size, bool index) {
+    constexpr int kFrames = 300;
+    const int fd = MemoryFile(data, size);
+    const std::unique_ptr<CVarnoAVIReader> reader(
+        CVarnoAVIReader::CreateNew("/proc/self/fd/" + std::to_string(fd), Varno_PIX_FMT_YUYV422, index));
+    close(fd);
+    const auto frame = reader ? ClipFrame::CreateNew(*reader) : nullptr;
+    if (!frame) return;
+    frame->ReadFirst(*reader);
+    for (int i = 0; index && i < std::min(reader->GetTotalFrames(), kFrames); ++i) {
+        reader->SetFramePosition(i);
+        if (!frame->ReadNext(*reader) || frame->Picture() == nullptr) std::abort();
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
@@ -78,6 +98,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         while (AVI_read_data(avi, buffer.data(), room, sound.data(), room, &length) > 0) {
         }
         AVI_close(avi);
+        ShowClip(data, size, getIndex != 0);
     }
     return 0;
 }

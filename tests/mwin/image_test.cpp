@@ -235,6 +235,23 @@ TEST(Images, LargePictures) {
     EXPECT_FALSE(mwin::DecodePicture(gif.data(), gif.size()).pixels);
 }
 
+TEST(Images, PhotosComeNoLargerThanTheirRoomNeeds) {
+    const struct {
+        unsigned width, height;
+        mwin::Room room;
+        int expected_width, expected_height;
+    } cases[] = {{640, 480, {100, 75}, 160, 120},  {640, 480, {320, 240}, 320, 240},
+                 {640, 480, {321, 241}, 640, 480}, {640, 480, {0, 0}, 640, 480},
+                 {1, 1, {320, 240}, 1, 1},         {2000, 100, {320, 240}, 500, 25},
+                 {100, 2000, {320, 240}, 13, 250}, {4000, 3000, {3000, 3000}, 1500, 1125}};
+    for (const auto& c : cases) {
+        const Bytes photo = Jpeg(c.width, c.height, JCS_GRAYSCALE, {90}, false);
+        const mwin::Picture picture = mwin::DecodeJpeg(photo.data(), photo.size(), c.room);
+        EXPECT_EQ(picture.width, c.expected_width) << c.width << "x" << c.height;
+        EXPECT_EQ(picture.height, c.expected_height) << c.width << "x" << c.height;
+    }
+}
+
 TEST(Images, Files) {
     const std::string path = testing::TempDir() + "picture" + std::to_string(getpid());
     for (const auto& [name, file] : SampleFiles()) {

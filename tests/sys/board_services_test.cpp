@@ -154,6 +154,19 @@ TEST(PathStrings, Paths) {
     EXPECT_EQ(text, "az-\xE9.jpg");
 }
 
+TEST(PathStrings, ShellWordsAreWhatTheyWere) {
+    for (const char* plain : {"/media/sd-mmcblk0p1/DCIM/5F3A1B2C.jpg", "20240131235959.avi", "a_b,c+d@e:f%g"})
+        EXPECT_EQ(Varno::ShellWord(plain), plain);
+    for (const char* text : {"", "a b", "it's", "''", "$(reboot)`id`\\", "a\nb\n", "\"*?[x]~#;&|<>!{}\"",
+                             "\xC3\xA9\xB0\xA1", "-rf", "=x", "\t"}) {
+        FILE* shell = popen(("printf %s.end -- " + Varno::ShellWord(text)).c_str(), "r");
+        char answer[64] = {};
+        fread(answer, 1, sizeof answer - 1, shell);
+        EXPECT_EQ(pclose(shell), 0);
+        EXPECT_EQ(answer, std::string("--.end") + text + ".end") << text;
+    }
+}
+
 TEST(PathStrings, BoundedCopies) {
     char buffer[5] = "zzzz";
     EXPECT_EQ(Varno::strlcpy(buffer, "abcdef", 4), 6U);

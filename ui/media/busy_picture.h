@@ -1,0 +1,17 @@
+// The busy picture while something takes long.
+#pragma once
+
+#include "ui/base/varno_mwin_utils.h"
+
+// Shows the shared busy picture over everything, at once and also while the UI thread then blocks, until it goes. One
+// at a time. UI thread.
+class BusyPicture {
+  public:
+    BusyPicture() {
+        Varno::InitFunnelCtrl();
+        Varno::ShowFunnel(true);
+    }
+    ~BusyPicture() { Varno::DeinitFunnelCtrl(); }
+    BusyPicture(const BusyPicture&) = delete;
+    BusyPicture& operator=(const BusyPicture&) = delete;
+};
