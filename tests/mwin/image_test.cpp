@@ -119,12 +119,6 @@ const std::map<std::string, Bytes>& SampleFiles() {
     return files;
 }
 
-TEST(Images, PngKeepsItsAlpha) {
-    const mwin::Picture picture = Decode(Png(3, 2, kPixels));
-    EXPECT_EQ(picture.width, 3);
-    EXPECT_EQ(PixelsOf(picture), kPixels);
-}
-
 TEST(Images, JpegColourSpaces) {
     const struct {
         const char* name;
@@ -183,6 +177,7 @@ TEST(Images, CutAndDamagedFilesDoNoHarm) {
     for (const auto& [name, file] : SampleFiles()) {
         const Pixels whole = PixelsOf(Decode(file));
         ASSERT_FALSE(whole.empty()) << name;
+        EXPECT_TRUE(name != "png" || whole == kPixels) << "with its alpha";
         for (std::size_t length = 0; length < file.size(); ++length) {
             // Copied, so that reading on is seen by the sanitizers.
             const Bytes part(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length));

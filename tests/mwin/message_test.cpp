@@ -21,7 +21,7 @@ class MessageTest : public WindowSystemTest {
     MessageTest() {
         ResetProbes();
         g_ticks.clear();
-        window = CreateProbe("w", nullptr, {0, 0, 100, 100}, WS_POPUP | WS_VISIBLE);
+        window = CreateProbe("w", nullptr, {0, 0, 100, 100}, WS_POPUP | WS_VISIBLE, RGB(0, 255, 0));
         Received();
     }
     // Handles what there is to do, and tells what the probes received.
@@ -56,11 +56,14 @@ class MessageTest : public WindowSystemTest {
 
 TEST_F(MessageTest, PostedThenKeysThenPaintThenTimers) {
     SetTimer(window, 1, 10, nullptr);
-    InvalidateRect(window, nullptr, FALSE);
+    MoveWindow(window, 100, 100, 100, 100, TRUE);
+    g_handlers[window] = On(WM_TIMER, [this](HWND) {
+        EXPECT_EQ(screen.At(150, 150), 0xFF00FF00U) << "shown before a timer takes its time";
+    });
     keys.Put(VK_F1, Kind::Press);
     clock.Advance(10);
     PostMessage(window, WM_USER, 0, 0);
-    EXPECT_THAT(Received(), ElementsAre("w:user", "w:keydown", "w:paint", "w:timer"));
+    EXPECT_THAT(Received(), ElementsAre("w:user", "w:keydown", "w:erase", "w:paint", "w:timer"));
 }
 
 TEST_F(MessageTest, PostingFromOtherThreadsEndsTheWait) {
@@ -240,20 +243,6 @@ TEST_F(MessageTest, ATimerProcedureMayKillAndSetTimers) {
         SetTimer(w, id + 1, 10, CountTick);
     });
     EXPECT_THAT(TicksWithin(25), ElementsAre(1U, 2U));
-}
-
-TEST_F(MessageTest, TheScreenIsShownBeforeTimersAndWaits) {
-    static std::uint32_t seen;
-    static FakeScreen* shown;
-    shown = &screen;
-    SetTimer(CreateProbe("green", window, {0, 0, 50, 50}, WS_CHILD | WS_VISIBLE, RGB(0, 255, 0)), 1, 10,
-             [](HWND, UINT, UINT, DWORD) {
-                 seen = shown->At(25, 25);
-                 PostQuitMessage(0);
-             });
-    clock.Advance(10);
-    RunLoop();
-    EXPECT_EQ(seen, 0xFF00FF00U);
 }
 
 }  // namespace

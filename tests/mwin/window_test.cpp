@@ -31,18 +31,6 @@ TEST_F(WindowTest, LongsHoldPointersAtByteOffsets) {
     EXPECT_EQ(GetWindowLong(parent, 8), 0);
 }
 
-TEST_F(WindowTest, StyleTellsWhetherItIsShown) {
-    HWND child = CreateProbe("c", parent, {10, 10, 20, 20}, WS_CHILD);
-    ShowWindow(parent, SW_HIDE);
-    EXPECT_EQ(GetWindowLong(child, GWL_STYLE) & WS_VISIBLE, 0);
-    EXPECT_FALSE(ShowWindow(child, SW_SHOW));
-    EXPECT_NE(GetWindowLong(child, GWL_STYLE) & WS_VISIBLE, 0);
-    EXPECT_FALSE(IsWindowVisible(child)) << "its parent is hidden";
-    ShowWindow(parent, SW_SHOW);
-    EXPECT_TRUE(IsWindowVisible(child));
-    EXPECT_TRUE(ShowWindow(child, SW_HIDE));
-}
-
 TEST_F(WindowTest, CreationIsRefusedOnlyByMinusOne) {
     static LRESULT answer = 0;
     WNDCLASS refusing{};
@@ -58,7 +46,7 @@ TEST_F(WindowTest, CreationIsRefusedOnlyByMinusOne) {
     EXPECT_EQ(CreateWindow("unknown", "", 0, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr), nullptr);
 }
 
-TEST_F(WindowTest, PositionsAreRelativeToTheParent) {
+TEST_F(WindowTest, PositionAndVisibilityDependOnTheParent) {
     HWND child = CreateProbe("c", parent, {5, 6, 25, 16});
     RECT rect{};
     GetWindowRect(child, &rect);
@@ -72,6 +60,15 @@ TEST_F(WindowTest, PositionsAreRelativeToTheParent) {
     EXPECT_EQ(GetParent(parent), nullptr);
     SetWindowLong(child, GWL_ID, 7);
     EXPECT_EQ(GetDlgItem(parent, 7), child);
+
+    ShowWindow(parent, SW_HIDE);
+    for (const bool shown : {true, false}) {
+        EXPECT_EQ(ShowWindow(child, shown ? SW_HIDE : SW_SHOW), shown);
+        EXPECT_EQ((GetWindowLong(child, GWL_STYLE) & WS_VISIBLE) != 0, !shown);
+        EXPECT_FALSE(IsWindowVisible(child)) << "its parent is hidden";
+    }
+    ShowWindow(parent, SW_SHOW);
+    EXPECT_TRUE(IsWindowVisible(child));
 }
 
 TEST_F(WindowTest, OrderOfSiblings) {
