@@ -63,7 +63,7 @@ TEST(TextCoding, Decodes) {
         int coding;
         std::string bytes;
         std::u32string expected;
-    } kCases[] = {
+    } cases[] = {
         {"ASCII", 1, "Ab\n", U"Ab\n"},
         {"UTF-8", 1, "\xC3\xB3\xE4\xB8\xAD\xF0\x9F\x98\x80", U"\u00F3\u4E2D\U0001F600"},
         {"GBK letters", 1, "\xA8\xAE\xA8\xA6\xA8\xA8", U"\u00F3\u00E9\u00E8"},
@@ -77,12 +77,10 @@ TEST(TextCoding, Decodes) {
         {"embedded zero", 1, std::string("a\0b", 3), std::u32string(U"a\0b", 3)},
         {"ISO 8859-1", 0, "\xE9\xC3\xB3", U"\u00E9\u00C3\u00B3"},
     };
-    for (const auto& c : kCases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         MwSetTextCoding(c.coding);
-        const std::u32string decoded = mwin::DecodeText(c.bytes.data(), c.bytes.size());
-        EXPECT_EQ(std::vector<std::uint32_t>(decoded.begin(), decoded.end()),
-                  std::vector<std::uint32_t>(c.expected.begin(), c.expected.end()));
+        EXPECT_EQ(mwin::DecodeText(c.bytes.data(), c.bytes.size()), c.expected);
     }
 }
 
@@ -94,7 +92,7 @@ TEST_F(Text, WrapsAndMeasures) {
         int columns;  // of the rectangle
         UINT format;
         int lines, widest;  // widest in cells; -1: not checked
-    } kCases[] = {
+    } cases[] = {
         {"one two", 20, DT_WORDBREAK, 1, 7},
         {"one two", 5, DT_WORDBREAK, 2, 3},
         {"one two", 7, DT_WORDBREAK, 1, 7},
@@ -115,7 +113,7 @@ TEST_F(Text, WrapsAndMeasures) {
         {"\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xAD\xE6\x96\x87", 4, DT_WORDBREAK, 2, -1},
         {"\xE4\xB8\xAD\xE6\x96\x87\xE3\x80\x82", 4, DT_WORDBREAK, 2, -1},
     };
-    for (const auto& c : kCases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         RECT rect{10, 20, 10 + c.columns * cell, 25};
         EXPECT_EQ(DrawText(canvas.dc.get(), c.text, -1, &rect, c.format | DT_CALCRECT), c.lines * 20);
@@ -229,8 +227,8 @@ TEST(TextDeathTest, WithoutAnyFontBoxesAndOneMessage) {
             dup2(STDERR_FILENO, STDOUT_FILENO);
             mwin::SetFontSubstitute(nullptr);
             GdiCanvas canvas(60, 30);
-            SelectObject(canvas.dc.get(), CreateFont(20, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "A.ttf"));
-            SelectObject(canvas.dc.get(), CreateFont(20, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "B.ttf"));
+            for (const char* name : {"A.ttf", "B.ttf"})
+                SelectObject(canvas.dc.get(), CreateFont(20, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, name));
             SetTextColor(canvas.dc.get(), RGB(255, 255, 255));
             SetBkMode(canvas.dc.get(), TRANSPARENT);
             TextOut(canvas.dc.get(), 0, 0, "ab", 2);

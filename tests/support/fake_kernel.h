@@ -44,7 +44,6 @@ class FakeKernel : public Varno::Kernel {
     std::function<int(const std::string& command)> on_system;                                     // default: 0
     std::function<int(const char* path, struct statfs* result)> on_statfs;                        // default: ENOENT
     std::size_t write_limit = 0;  // most bytes that one Write takes, 0 for no limit
-    bool sets_clock = true;       // SetRealTime moves the wall clock
     // The `n`-th call from now, counted from 1, fails with `error`.
     void FailNth(Call call, int n, int error) { m_faults[call] = {n, error}; }
 
@@ -153,7 +152,7 @@ class FakeKernel : public Varno::Kernel {
     int SetRealTime(const std::timespec& now) override {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (Fails(Call::SetRealTime)) return -1;
-        if (sets_clock) m_real = now;
+        m_real = now;
         return 0;
     }
     std::chrono::nanoseconds Monotonic() override {
