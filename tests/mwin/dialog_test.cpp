@@ -166,23 +166,6 @@ TEST_F(DialogTest, TheParentIsDisabledAndTheFormerFocusComesBack) {
     }
 }
 
-TEST_F(DialogTest, EndingADialogEndsItsOwnLoop) {
-    Dialog inner{"inner", EndsWithKey()};
-    Dialog outer{"outer", OnKey([&](HWND w, int key) {
-                     if (key != VK_F4) {
-                         EndDialog(w, 2);
-                         return;
-                     }
-                     EXPECT_EQ(inner.Run(w), VK_F1);
-                     EXPECT_EQ(GetFocus(), w);
-                 })};
-    for (const int key : {VK_F4, VK_F1, VK_F2})
-        TypeWhenIdle(key);
-    EXPECT_EQ(outer.Run(), 2);
-    EXPECT_THAT(TakeLog(), ElementsAre("outer:init", "outer:keydown", "inner:init", "inner:keydown", "inner:destroy",
-                                       "outer:keydown", "outer:destroy"));
-}
-
 TEST_F(DialogTest, EndingAnOuterDialogUnwindsTheInnerOnes) {
     Dialog innermost{"innermost", nullptr};
     Dialog inner{"inner", On(WM_USER, [&](HWND w) { EXPECT_EQ(innermost.Run(w), 0); })};
