@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -33,9 +34,10 @@ struct GdiCanvas {
         const std::uint32_t pixels[] = {kBackground, 0xFFFF0000, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF, 0xFF000000};
         std::string text;
         for (int y = 0; y < surface.Height(); ++y) {
-            for (int x = 0; x < surface.Width(); ++x)
-                text +=
-                    names[static_cast<std::size_t>(std::find(std::begin(pixels), std::end(pixels), At(x, y)) - pixels)];
+            for (int x = 0; x < surface.Width(); ++x) {
+                const auto* known = std::find(std::begin(pixels), std::end(pixels), At(x, y));
+                text += names[static_cast<std::size_t>(known - pixels)];
+            }
             text.erase(text.find_last_not_of('.') + 1);
             text += '/';
         }

@@ -220,7 +220,7 @@ TEST(Images, Files) {
     }
     unlink(path.c_str());
     for (const char* none : {path.c_str(), static_cast<const char*>(nullptr), "/"})
-        EXPECT_EQ(GdLoadImageFromFile(none, 0), nullptr);
+        EXPECT_EQ(GdLoadImageFromFile(none, 0), nullptr) << (none ? none : "no name");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     EXPECT_EQ(GdLoadImageFromFile(path.c_str(), 0), nullptr);  // and does not wait for a writer
     unlink(path.c_str());

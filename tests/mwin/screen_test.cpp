@@ -118,7 +118,7 @@ TEST(FramebufferScreen, Layouts) {
     EXPECT_EQ(layout.first_pixel, 656U + 4U);
     for (const auto& [pixel, converted] :
          {std::pair{0xFFFFFFFFU, 0xFFFFU}, {0xFFFF0000U, 0xF800U}, {0xFF00FF00U, 0x07E0U}, {0xFF07030FU, 0x0001U}})
-        EXPECT_EQ(layout.Convert(pixel), converted);
+        EXPECT_EQ(layout.Convert(pixel), converted) << std::hex << pixel;
 
     fb_var_screeninfo bgr = rgb565;
     bgr.xres = 160;
@@ -138,7 +138,11 @@ TEST(FramebufferScreen, Layouts) {
         {"lines beyond the memory", [](auto& var, auto&) { var.yoffset = 2; }},
         {"no width", [](auto& var, auto&) { var.xres = 0; }},
         {"short lines", [](auto&, auto& fix) { fix.line_length = 640; }},
-        {"lines of half pixels", [](auto&, auto& fix) { fix.line_length = 657, fix.smem_len = 1 << 20; }},
+        {"lines of half pixels",
+         [](auto&, auto& fix) {
+             fix.line_length = 657;
+             fix.smem_len = 1 << 20;
+         }},
     };
     for (const auto& [name, change] : refused) {
         fb_var_screeninfo var = rgb565;

@@ -57,6 +57,7 @@ TEST_F(Clock, NormalisesWhatTheUserTyped) {
                  {Time(2024, 7, 15, 12, 0, 0), 1721037600, 7, 15}};
     for (const auto& c : cases) {
         tm time = c.time;
+        SCOPED_TRACE(c.seconds);
         EXPECT_EQ(Varno::validate_tm_time(&time), c.seconds);
         EXPECT_THAT((std::vector<int>{time.tm_mon + 1, time.tm_mday, time.tm_hour}),
                     testing::ElementsAre(c.month, c.day, 12));
@@ -99,9 +100,9 @@ TEST_F(Clock, AClockThatWasNeverSetStartsIn2012) {
         rtc = {};
         kernel.SetWallClock(before);
         Varno::InitSystemDateTime();
-        EXPECT_EQ(kernel.RealTime().tv_sec, std::max(before, kEarliest));
+        EXPECT_EQ(kernel.RealTime().tv_sec, std::max(before, kEarliest)) << before;
         EXPECT_EQ(rtc.tm_year, before < kEarliest ? 112 : 0) << before;
-        EXPECT_EQ(rtc.tm_hour, before < kEarliest ? 1 : 0) << "local time";
+        EXPECT_EQ(rtc.tm_hour, before < kEarliest ? 1 : 0) << before << ", local time";
     }
 }
 

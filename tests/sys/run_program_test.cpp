@@ -73,7 +73,7 @@ TEST_F(RunProgram, ArgumentsOutputStatusAndLog) {
 TEST_F(RunProgram, OutputThatDoesNotFitIsCutAndReported) {
     for (const unsigned size : {0U, 1U, 10U, 5000U}) {
         EXPECT_EQ(Run("/bin/sh -c 'printf %06000d 7'", size), -1) << size;
-        EXPECT_EQ(output, std::string(size > 0 ? size - 1 : 0, '0'));
+        EXPECT_EQ(output, std::string(size > 0 ? size - 1 : 0, '0')) << size;
         EXPECT_THAT(log, HasSubstr(" ressize " + std::to_string(size) + " too short\n"));
     }
     EXPECT_EQ(Run("/bin/sh -c 'printf %06000d 7'", 6001), 0);

@@ -47,19 +47,19 @@ TEST_F(Storage, FirstPartitionOfTheFirstCard) {
     EXPECT_EQ(Varno::GetMMCFirstPart(), "");
     EXPECT_EQ(Varno::GetMMCFirstPartDev(), "");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "no card is no error";
-    for (const char* name : {"mmcblk10", "mmcblk2"}) {
+    for (const char* name : {"mmcblk10", "mmcblk2", "mmcblk0"}) {
         add_disk(name);
         EXPECT_EQ(Varno::GetMMCBlockSysDir(), std::string("/sys/block/") + name);
     }
     testing::internal::CaptureStdout();
     EXPECT_EQ(Varno::GetMMCFirstPart(), "");
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "ERROR(No such file or directory): open /sys/block/mmcblk2/mmcblk2p1/stat.\n");
-    kernel.Put("/sys/block/mmcblk2/mmcblk2p1/stat", "1 2 3\n");
-    EXPECT_EQ(Varno::GetMMCFirstPartDev(), "/dev/mmcblk2p1");
+              "ERROR(No such file or directory): open /sys/block/mmcblk0/mmcblk0p1/stat.\n");
+    kernel.Put("/sys/block/mmcblk0/mmcblk0p1/stat", "1 2 3\n");
+    EXPECT_EQ(Varno::GetMMCFirstPartDev(), "/dev/mmcblk0p1");
     EXPECT_EQ(Varno::GetMMCFirstPart(), "") << "not mounted";
-    kernel.Put("/proc/mounts", "/dev/mmcblk2p1 /media/sd-mmcblk2p1 vfat rw 0 0\n");
-    EXPECT_EQ(Varno::GetMMCFirstPart(), "/media/sd-mmcblk2p1");
+    kernel.Put("/proc/mounts", "/dev/mmcblk0p1 /media/sd-mmcblk0p1 vfat rw 0 0\n");
+    EXPECT_EQ(Varno::GetMMCFirstPart(), "/media/sd-mmcblk0p1");
 }
 
 TEST_F(Storage, FreeSpace) {
