@@ -1,19 +1,16 @@
 #include <gmock/gmock.h>
 
-#include "tests/mwin/fake_machine.h"
 #include "tests/mwin/probe_window.h"
 
 namespace mwin_test {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
-using Script = std::function<LRESULT(HWND, UINT, WPARAM, LPARAM)>;
 
 // Runs a dialog whose procedure is the script; messages are written down under the name.
 struct Dialog {
     std::string name;
-    Script script;
+    Handler script;
     HWND window = nullptr;
 
     int Run(HWND parent = nullptr) {
@@ -28,85 +25,90 @@ struct Dialog {
         }
         auto* dialog = reinterpret_cast<Dialog*>(GetWindowLong(window, 8));
         if (dialog == nullptr) return 0;
-        const auto watched = g_watched.find(message);
-        if (watched != g_watched.end()) Note(window, watched->second);
+        NoteIfWatched(window, message);
         return dialog->script ? dialog->script(window, message, wparam, lparam) : 0;
     }
 };
 
-// A script that answers the dialog-code question, and ends with the key as result at a key-down.
-Script EndsWithKey(LRESULT code) {
-    return [code](HWND w, UINT message, WPARAM wparam, LPARAM) -> LRESULT {
+// A script that answers the dialog-code question and does something at each key-down.
+Handler OnKey(const std::function<void(HWND, int)>& action, LRESULT code = 137) {
+    return [=](HWND w, UINT message, WPARAM wparam, LPARAM) -> LRESULT {
         if (message == WM_GETDLGCODE) return code;
-        if (message == WM_KEYDOWN) EndDialog(w, static_cast<int>(wparam));
-        if (message == WM_COMMAND) EndDialog(w, 1000 + LOWORD(wparam));
+        if (message == WM_KEYDOWN) action(w, static_cast<int>(wparam));
+        if (message == WM_COMMAND) action(w, 1000 + LOWORD(wparam));
         return 0;
     };
+}
+
+// Ends with the key as result, or with 1000 and the command.
+Handler EndsWithKey(LRESULT code = 137) {
+    return OnKey([](HWND w, int key) { EndDialog(w, key); }, code);
 }
 
 class DialogTest : public WindowSystemTest {
   protected:
     DialogTest() {
         ResetProbes();
-        g_watched = {{WM_INITDIALOG, "init"},    {WM_DESTROY, "destroy"}, {WM_KEYDOWN, "keydown"},
-                     {WM_COMMAND, "command"},    {WM_CHAR, "char"},       {WM_QUIT, "quit"},
-                     {WM_ENTERIDLE, "enteridle"}};
+        g_watched = {{WM_INITDIALOG, "init"}, {WM_DESTROY, "destroy"}, {WM_KEYDOWN, "keydown"}, {WM_COMMAND, "command"},
+                     {WM_CHAR, "char"},       {WM_QUIT, "quit"},       {WM_ENTERIDLE, "idle"}};
         helper = CreateProbe("helper", nullptr, {0, 0, 1, 1}, WS_POPUP);
     }
     // Does something from a message handler, when there is nothing else to do.
-    void WhenIdle(std::function<void()> task) {
+    void WhenIdle(const std::function<void()>& task) {
         clock.WhenIdle([this, task] {
-            g_handlers[helper] = [task](HWND, UINT message, WPARAM, LPARAM) -> LRESULT {
-                if (message == WM_USER) task();
-                return 0;
-            };
+            g_handlers[helper] = On(WM_USER, [task](HWND) { task(); });
             PostMessage(helper, WM_USER, 0, 0);
         });
     }
     void TypeWhenIdle(int key) {
         WhenIdle([this, key] { keys.Type(key); });
     }
+    void TellWhenIdle(const Dialog& dialog, UINT message) {
+        WhenIdle([&dialog, message] { PostMessage(dialog.window, message, 0, 0); });
+    }
+    void EndWhenIdle(const Dialog& dialog, int result) {
+        WhenIdle([&dialog, result] { EndDialog(dialog.window, result); });
+    }
 
     HWND helper = nullptr;
 };
 
 TEST_F(DialogTest, IsAFullScreenWindowWithTheFocus) {
-    Dialog dialog{
-        "d", [this](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-            if (message != WM_INITDIALOG) return 0;
-            EXPECT_FALSE(IsWindowVisible(w));
-            SetFocus(CreateProbe("child", w, {0, 0, 9, 9}));
-            WhenIdle([w] {
-                RECT r{};
-                GetWindowRect(w, &r);
-                EXPECT_THAT((std::vector<LONG>{r.left, r.top, r.right, r.bottom}), ElementsAre(0, 0, 320, 240));
-                EXPECT_TRUE(IsWindowVisible(w));
-                EXPECT_EQ(GetFocus(), w);
-                EXPECT_EQ(GetActiveWindow(), w);
-                EndDialog(w, 5);
-            });
-            return 0;
-        }};
+    CreateProbe("main", nullptr, {0, 0, 320, 240}, WS_POPUP | WS_VISIBLE, RGB(255, 0, 0));
+    Dialog dialog{"d", [this](HWND w, UINT message, WPARAM wparam, LPARAM) -> LRESULT {
+                      const RECT all{0, 0, 320, 240};
+                      if (message == WM_ERASEBKGND) FastFillRect(reinterpret_cast<HDC>(wparam), &all, RGB(0, 255, 0));
+                      if (message != WM_INITDIALOG) return 0;
+                      EXPECT_FALSE(IsWindowVisible(w));
+                      SetFocus(CreateProbe("child", w, {0, 0, 9, 9}));
+                      WhenIdle([this, w] {
+                          RECT r{};
+                          GetWindowRect(w, &r);
+                          EXPECT_THAT(Edges(r), ElementsAre(0, 0, 320, 240));
+                          EXPECT_TRUE(IsWindowVisible(w));
+                          EXPECT_EQ(screen.At(160, 120), 0xFF00FF00U);
+                          EXPECT_EQ(GetFocus(), w);
+                          EXPECT_EQ(GetActiveWindow(), w);
+                          EndDialog(w, 5);
+                      });
+                      return 0;
+                  }};
     EXPECT_EQ(dialog.Run(), 5);
     EXPECT_THAT(TakeLog(), ElementsAre("d:init", "d:destroy", "child:destroy"));
     EXPECT_FALSE(IsWindow(dialog.window));
+    RunUntilIdle();
+    EXPECT_EQ(screen.At(160, 120), 0xFFFF0000U) << "what it covered";
     EXPECT_EQ(DialogBoxParam(nullptr, nullptr, nullptr, nullptr, 0), -1);
 }
 
 TEST_F(DialogTest, KeysAreEitherKeyDownsOrCommands) {
-    struct Case {
+    const struct {
         LRESULT code;
-        int key;
-        int result;
-    };
-    for (const Case& c : std::vector<Case>{{137, VK_RETURN, VK_RETURN},
-                                           {137, VK_ESCAPE, VK_ESCAPE},
-                                           {137, VK_F1, VK_F1},
-                                           {5, VK_RETURN, VK_RETURN},
-                                           {5, VK_LEFT, VK_LEFT},
-                                           {0, VK_RETURN, 1000 + IDOK},
-                                           {0, VK_ESCAPE, 1000 + IDCANCEL},
-                                           {0, VK_UP, VK_UP}}) {
+        int key, result;
+    } cases[] = {{137, VK_RETURN, VK_RETURN}, {137, VK_ESCAPE, VK_ESCAPE},    {137, VK_F1, VK_F1},
+                 {5, VK_RETURN, VK_RETURN},   {5, VK_LEFT, VK_LEFT},          {0, VK_UP, VK_UP},
+                 {0, VK_RETURN, 1000 + IDOK}, {0, VK_ESCAPE, 1000 + IDCANCEL}};
+    for (const auto& c : cases) {
         Dialog dialog{"d", EndsWithKey(c.code)};
         TypeWhenIdle(c.key);
         TakeLog();
@@ -116,29 +118,25 @@ TEST_F(DialogTest, KeysAreEitherKeyDownsOrCommands) {
 }
 
 TEST_F(DialogTest, AControlGetsTheKeysItWantsAndTheDialogTheOthers) {
-    struct Case {
+    const struct {
         LRESULT code;
         int key;
         bool wants;
-    };
-    for (const Case& c : std::vector<Case>{{DLGC_WANTALLKEYS, VK_F3, true},
-                                           {DLGC_WANTARROWS, VK_UP, true},
-                                           {DLGC_WANTARROWS, VK_RETURN, false},
-                                           {0, VK_F3, false}}) {
-        HWND child = nullptr;
+    } cases[] = {{DLGC_WANTALLKEYS, VK_F3, true},
+                 {DLGC_WANTARROWS, VK_UP, true},
+                 {DLGC_WANTARROWS, VK_RETURN, false},
+                 {0, VK_F3, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.code << ' ' << c.key);
         int child_keys = 0;
-        Dialog dialog{"d", EndsWithKey(137)};
+        Dialog dialog{"d", EndsWithKey()};
         WhenIdle([&] {
-            child = CreateProbe("child", dialog.window, {0, 0, 9, 9});
-            g_handlers[child] = [&](HWND, UINT message, WPARAM, LPARAM) -> LRESULT {
-                if (message == WM_GETDLGCODE) return c.code;
-                if (message == WM_KEYDOWN) ++child_keys;
-                return 0;
-            };
+            HWND child = CreateProbe("child", dialog.window, {0, 0, 9, 9});
+            g_handlers[child] = OnKey([&](HWND, int) { ++child_keys; }, c.code);
             SetFocus(child);
             keys.Type(c.key);
         });
-        WhenIdle([&] { EndDialog(dialog.window, -5); });
+        EndWhenIdle(dialog, -5);
         EXPECT_EQ(dialog.Run(), c.wants ? -5 : c.key);
         EXPECT_EQ(child_keys, c.wants ? 1 : 0);
         clock.DropSteps();
@@ -150,7 +148,7 @@ TEST_F(DialogTest, TheParentIsDisabledAndTheFormerFocusComesBack) {
     HWND child = CreateProbe("child", main, {0, 0, 9, 9});
     for (HWND parent : {main, child, static_cast<HWND>(nullptr), GetDesktopWindow()}) {
         SetFocus(child);
-        Dialog dialog{"d", EndsWithKey(137)};
+        Dialog dialog{"d", EndsWithKey()};
         WhenIdle([&] {
             EXPECT_EQ(IsWindowEnabled(main) != FALSE, parent == nullptr || parent == GetDesktopWindow());
             EXPECT_TRUE(IsWindowEnabled(GetDesktopWindow()));
@@ -168,180 +166,72 @@ TEST_F(DialogTest, TheParentIsDisabledAndTheFormerFocusComesBack) {
     }
 }
 
-TEST_F(DialogTest, EndingADialogEndsItsOwnLoop) {
-    Dialog inner{"inner", EndsWithKey(137)};
-    Dialog outer{"outer", [&](HWND w, UINT message, WPARAM key, LPARAM) -> LRESULT {
-                     if (message == WM_GETDLGCODE) return 137;
-                     if (message != WM_KEYDOWN) return 0;
-                     if (key == VK_F4) {
-                         EXPECT_EQ(inner.Run(w), VK_F1);
-                         EXPECT_EQ(GetFocus(), w);
-                     } else {
-                         EndDialog(w, 2);
-                     }
-                     return 0;
-                 }};
-    for (const int key : {VK_F4, VK_F1, VK_F2})
-        TypeWhenIdle(key);
-    EXPECT_EQ(outer.Run(), 2);
-    EXPECT_THAT(TakeLog(), ElementsAre("outer:init", "outer:keydown", "inner:init", "inner:keydown", "inner:destroy",
-                                       "outer:keydown", "outer:destroy"));
-}
-
 TEST_F(DialogTest, EndingAnOuterDialogUnwindsTheInnerOnes) {
     Dialog innermost{"innermost", nullptr};
-    Dialog inner{"inner", [&](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                     if (message == WM_USER) {
-                         EXPECT_EQ(innermost.Run(w), 0);
-                     }
-                     return 0;
-                 }};
-    Dialog outer{"outer", [&](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                     if (message == WM_USER) {
-                         EXPECT_EQ(inner.Run(w), 0);
-                     }
-                     return 0;
-                 }};
-    WhenIdle([&] { PostMessage(outer.window, WM_USER, 0, 0); });
-    WhenIdle([&] { PostMessage(inner.window, WM_USER, 0, 0); });
-    WhenIdle([&] { EndDialog(outer.window, 3); });
-    EXPECT_EQ(outer.Run(), 3);
-    EXPECT_THAT(TakeLog(), ElementsAre("outer:init", "inner:init", "innermost:init", "innermost:destroy",
-                                       "inner:destroy", "outer:destroy"));
-}
-
-TEST_F(DialogTest, ADialogMayBeOpenedByTheHandlerThatEndedItsOwn) {
-    Dialog note{"note", EndsWithKey(137)};
-    Dialog dialog{"d", [&](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                      if (message == WM_GETDLGCODE) return 137;
-                      if (message != WM_KEYDOWN) return 0;
-                      EndDialog(w, 8);
-                      PostMessage(w, WM_QUIT, 0, 0);
-                      EXPECT_EQ(note.Run(nullptr), VK_F2);
-                      return 0;
-                  }};
-    TypeWhenIdle(VK_F1);
-    TypeWhenIdle(VK_F2);
-    EXPECT_EQ(dialog.Run(), 8);
+    Dialog inner{"inner", On(WM_USER, [&](HWND w) { EXPECT_EQ(innermost.Run(w), 0); })};
+    Dialog outer{"outer", On(WM_USER, [&](HWND w) { EXPECT_EQ(inner.Run(w), 0); })};
+    for (const bool by_message : {false, true}) {
+        TellWhenIdle(outer, WM_USER);
+        TellWhenIdle(inner, WM_USER);
+        if (by_message) {
+            TellWhenIdle(outer, WM_QUIT);
+        } else {
+            EndWhenIdle(outer, 3);
+        }
+        EXPECT_EQ(outer.Run(), by_message ? 0 : 3);
+        EXPECT_THAT(TakeLog(), ElementsAre("outer:init", "inner:init", "innermost:init", "innermost:destroy",
+                                           "inner:destroy", "outer:destroy"));
+    }
 }
 
 TEST_F(DialogTest, AQuitMessagePostedToAClosingDialogDiesWithIt) {
-    Dialog inner{"inner", [](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                     if (message == WM_INITDIALOG) PostMessage(w, WM_USER, 0, 0);
-                     if (message != WM_USER) return 0;
+    Dialog note{"note", EndsWithKey()};
+    Dialog inner{"inner", On(WM_USER, [&](HWND w) {
                      EndDialog(w, 6);
                      PostMessage(w, WM_QUIT, 0, 0);
-                     return 0;
-                 }};
-    Dialog outer{"outer", [&](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                     if (message == WM_INITDIALOG) PostMessage(w, WM_USER, 0, 0);
-                     if (message == WM_USER) {
-                         EXPECT_EQ(inner.Run(w), 6);
-                     }
-                     return 0;
-                 }};
-    WhenIdle([&] { EndDialog(outer.window, 9); });
+                     EXPECT_EQ(note.Run(), VK_F2) << "opened by the handler that ended its own dialog";
+                 })};
+    Dialog outer{"outer", On(WM_USER, [&](HWND w) { EXPECT_EQ(inner.Run(w), 6); })};
+    TellWhenIdle(outer, WM_USER);
+    TellWhenIdle(inner, WM_USER);
+    TypeWhenIdle(VK_F2);
+    EndWhenIdle(outer, 9);
     EXPECT_EQ(outer.Run(), 9);
-    // Posted to one that is not closing, it ends that dialog and those inside it.
-    WhenIdle([&] { PostMessage(outer.window, WM_QUIT, 0, 0); });
-    EXPECT_EQ(outer.Run(), 0);
 }
 
 TEST_F(DialogTest, PostQuitMessageEndsTheMainLoopAndUnwindsTheInner) {
-    Dialog inner{"inner", nullptr};
+    Dialog inner{"inner", OnKey([](HWND w, int) { DestroyWindow(GetWindow(w, GW_OWNER)); })};
     Dialog main{"main", [&](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
                     if (message == WM_USER) inner.Run(w);
-                    if (message == WM_DESTROY) PostQuitMessage(0);
+                    if (message != WM_DESTROY) return 0;
+                    EXPECT_TRUE(IsWindowVisible(w));
+                    SetWindowLong(w, 8, 0);
+                    PostQuitMessage(0);
                     return 0;
                 }};
-    WhenIdle([&] { PostMessage(main.window, WM_USER, 0, 0); });
-    WhenIdle([&] { DestroyWindow(main.window); });
-    main.Run();
-    EXPECT_THAT(TakeLog(), ElementsAre("main:init", "inner:init", "main:destroy", "inner:destroy"));
+    TellWhenIdle(main, WM_USER);
     TypeWhenIdle(VK_F1);
-    Dialog next{"next", EndsWithKey(137)};
+    EXPECT_EQ(main.Run(), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre("main:init", "inner:init", "inner:keydown", "main:destroy", "inner:destroy"));
+    TypeWhenIdle(VK_F1);
+    Dialog next{"next", EndsWithKey()};
     EXPECT_EQ(next.Run(), VK_F1) << "the quit request outlived the main loop";
 }
 
-TEST_F(DialogTest, TheMainWindowMayDestroyItselfInAHandler) {
-    HWND other = CreateProbe("other", nullptr, {0, 0, 9, 9}, WS_POPUP | WS_VISIBLE);
-    Dialog main{"main", [](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                    if (message == WM_GETDLGCODE) return 137;
-                    if (message == WM_KEYDOWN) DestroyWindow(w);
-                    if (message == WM_DESTROY) {
-                        EXPECT_TRUE(IsWindowVisible(w));
-                        SetWindowLong(w, 8, 0);
-                        PostQuitMessage(0);
-                    }
-                    return 0;
-                }};
-    TypeWhenIdle(VK_F1);
-    EXPECT_EQ(main.Run(), 0);
-    EXPECT_THAT(TakeLog(), ElementsAre("main:init", "main:keydown", "main:destroy"));
-    EXPECT_TRUE(IsWindow(other));
-}
-
 TEST_F(DialogTest, EndingDuringInitialisation) {
-    Dialog ending{"d", [](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                      if (message == WM_INITDIALOG) EndDialog(w, 4);
-                      return 0;
-                  }};
+    Dialog ending{"d", On(WM_INITDIALOG, [](HWND w) { EndDialog(w, 4); })};
     EXPECT_EQ(ending.Run(), 4);
-    Dialog destroying{"d", [](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                          if (message == WM_INITDIALOG) DestroyWindow(w);
-                          return 0;
-                      }};
+    Dialog destroying{"d", On(WM_INITDIALOG, [](HWND w) { DestroyWindow(w); })};
     EXPECT_EQ(destroying.Run(), 0);
 }
 
 TEST_F(DialogTest, CallingTheDefaultProcedureIsHarmless) {
-    Dialog dialog{"d", [this](HWND w, UINT message, WPARAM wparam, LPARAM lparam) -> LRESULT {
-                      if (message == WM_INITDIALOG) WhenIdle([w] { SendMessage(w, WM_CLOSE, 0, 0); });
-                      if (message == WM_CLOSE) return 0;
-                      return DefWindowProc(w, message, wparam, lparam);
+    Dialog dialog{"d", [](HWND w, UINT message, WPARAM wparam, LPARAM lparam) -> LRESULT {
+                      return message == WM_CLOSE ? 0 : DefWindowProc(w, message, wparam, lparam);
                   }};
+    WhenIdle([&] { SendMessage(dialog.window, WM_CLOSE, 0, 0); });
     EXPECT_EQ(dialog.Run(), IDCANCEL) << "closing cancels";
     EXPECT_THAT(TakeLog(), ElementsAre("d:init", "d:destroy"));
-}
-
-TEST_F(DialogTest, ATimerMayOpenADialogAndTimersGoOnInIt) {
-    static Dialog* opened;
-    static int ticks;
-    Dialog inner{"inner", nullptr};
-    opened = &inner;
-    ticks = 0;
-    Dialog outer{"outer", [](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                     if (message != WM_INITDIALOG) return 0;
-                     SetTimer(w, 1, 200, [](HWND self, UINT, UINT, DWORD) {
-                         ++ticks;
-                         if (ticks == 1) {
-                             EXPECT_EQ(opened->Run(), 8);
-                             EndDialog(self, ticks);
-                         } else if (ticks == 5) {
-                             EndDialog(opened->window, 8);
-                         }
-                     });
-                     return 0;
-                 }};
-    EXPECT_EQ(outer.Run(), 5);
-}
-
-TEST_F(DialogTest, WhatTheDialogCoveredIsDrawnAgain) {
-    CreateProbe("main", nullptr, {0, 0, 320, 240}, WS_POPUP | WS_VISIBLE, RGB(255, 0, 0));
-    Dialog dialog{"d", [this](HWND w, UINT message, WPARAM wparam, LPARAM) -> LRESULT {
-                      if (message == WM_INITDIALOG) {
-                          WhenIdle([this, w] {
-                              EXPECT_EQ(screen.At(160, 120), 0xFF00FF00U);
-                              EndDialog(w, 0);
-                          });
-                      }
-                      const RECT all{0, 0, 320, 240};
-                      if (message == WM_ERASEBKGND) FastFillRect(reinterpret_cast<HDC>(wparam), &all, RGB(0, 255, 0));
-                      return 0;
-                  }};
-    dialog.Run();
-    RunUntilIdle();
-    EXPECT_EQ(screen.At(160, 120), 0xFFFF0000U);
 }
 
 }  // namespace

@@ -3,10 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <vector>
 
 #include "mwin/platform.h"
@@ -22,20 +23,16 @@ class FakeScreen final : public mwin::Screen {
     int Height() const override { return height_; }
     void Update(const std::uint32_t* surface, int stride, int x, int y, int width, int height) override {
         ASSERT_TRUE(x >= 0 && y >= 0 && x + width <= width_ && y + height <= height_);
-        for (int row = y; row < y + height; ++row) {
-            for (int column = x; column < x + width; ++column) {
-                pixels_[Index(column, row)] = surface[row * stride + column];
-            }
-        }
+        for (int row = y; row < y + height; ++row)
+            std::copy_n(surface + row * stride + x, width, &pixels_[static_cast<std::size_t>(row * width_ + x)]);
         updated_pixels += width * height;
     }
     // What is shown, 0xAARRGGBB.
-    std::uint32_t At(int x, int y) const { return pixels_[Index(x, y)]; }
+    std::uint32_t At(int x, int y) const { return pixels_[static_cast<std::size_t>(y * width_ + x)]; }
 
     int updated_pixels = 0;
 
   private:
-    std::size_t Index(int x, int y) const { return static_cast<std::size_t>(y * width_ + x); }
     int width_;
     int height_;
     std::vector<std::uint32_t> pixels_;
@@ -63,46 +60,25 @@ class FakeKeys final : public mwin::Keys {
 // prepared steps is taken instead of waiting; a wait that nothing could end fails the test and ends the main loop.
 class FakeClock final : public mwin::Clock {
   public:
-    std::uint32_t TickCount() override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return now_;
-    }
+    std::uint32_t TickCount() override { return now_; }
     void Wait(int timeout_ms) override {
         ++waits;
-        {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            if (timeout_ms == 0) return;
-            if (woken_) {
-                woken_ = false;
-                return;
-            }
-            if (steps_.empty() && timeout_ms > 0 && ++idle_waits_ < kMostIdleWaits) {
-                now_ += static_cast<std::uint32_t>(timeout_ms);
-                return;
-            }
-        }
-        if (steps_.empty()) {
+        if (timeout_ms == 0 || woken_.exchange(false)) return;
+        if (!steps_.empty()) {
+            const std::function<void()> step = std::move(steps_.front());
+            steps_.pop_front();
+            step();
+        } else if (timeout_ms > 0 && ++idle_waits_ < kMostIdleWaits) {
+            Advance(static_cast<std::uint32_t>(timeout_ms));
+        } else {
             ADD_FAILURE() << "the program waits for something that never comes";
             PostQuitMessage(-1);
-            return;
         }
-        const std::function<void()> step = steps_.front();
-        steps_.pop_front();
-        step();
     }
-    void Wake() override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        woken_ = true;
-    }
+    void Wake() override { woken_ = true; }
 
-    void Advance(std::uint32_t milliseconds) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        now_ += milliseconds;
-    }
-    void SetTime(std::uint32_t now) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        now_ = now;
-    }
+    void Advance(std::uint32_t milliseconds) { now_ += milliseconds; }
+    void SetTime(std::uint32_t now) { now_ = now; }
     void WhenIdle(std::function<void()> step) { steps_.push_back(std::move(step)); }
     // Drops the steps that were not needed.
     void DropSteps() { steps_.clear(); }
@@ -111,9 +87,8 @@ class FakeClock final : public mwin::Clock {
 
   private:
     static constexpr int kMostIdleWaits = 100000;
-    std::mutex mutex_;
-    std::uint32_t now_ = 1000;
-    bool woken_ = false;
+    std::atomic<std::uint32_t> now_{1000};
+    std::atomic<bool> woken_{false};
     int idle_waits_ = 0;
     std::deque<std::function<void()>> steps_;
 };

@@ -3,8 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "mwin/device_context.h"
 
@@ -21,38 +22,27 @@ struct GdiCanvas {
         surface.ClearDamage();
     }
     std::uint32_t At(int x, int y) const { return surface.Pixels()[y * surface.Pitch() / 4 + x]; }
-    // One character per pixel: '.' background, R, G, B, W (white), K (black), '?' any other.
-    std::vector<std::string> Rows() const {
-        std::vector<std::string> rows;
+    // Every channel within the tolerance.
+    void ExpectNear(int x, int y, std::uint32_t expected, int tolerance) const {
+        for (int shift = 0; shift < 32; shift += 8)
+            EXPECT_NEAR(At(x, y) >> shift & 255, expected >> shift & 255, tolerance) << x << "," << y;
+    }
+    // Each row with one character per pixel ('.' background, R, G, B, white, K for black, '?' any other) up to its last
+    // one that is drawn, and a slash between rows.
+    std::string Drawn() const {
+        const std::string names = ".RGBWK?";
+        const std::uint32_t pixels[] = {kBackground, 0xFFFF0000, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF, 0xFF000000};
+        std::string text;
         for (int y = 0; y < surface.Height(); ++y) {
-            std::string row;
             for (int x = 0; x < surface.Width(); ++x) {
-                switch (At(x, y)) {
-                    case kBackground:
-                        row += '.';
-                        break;
-                    case 0xFFFF0000:
-                        row += 'R';
-                        break;
-                    case 0xFF00FF00:
-                        row += 'G';
-                        break;
-                    case 0xFF0000FF:
-                        row += 'B';
-                        break;
-                    case 0xFFFFFFFF:
-                        row += 'W';
-                        break;
-                    case 0xFF000000:
-                        row += 'K';
-                        break;
-                    default:
-                        row += '?';
-                }
+                const auto* known = std::find(std::begin(pixels), std::end(pixels), At(x, y));
+                text += names[static_cast<std::size_t>(known - pixels)];
             }
-            rows.push_back(row);
+            text.erase(text.find_last_not_of('.') + 1);
+            text += '/';
         }
-        return rows;
+        text.erase(text.find_last_not_of('/') + 1);
+        return text;
     }
     // Of the pixels that are not background; empty when there are none.
     RECT Ink() const {

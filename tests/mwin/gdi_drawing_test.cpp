@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-
 #include <climits>
 
 #include "tests/mwin/gdi_canvas.h"
@@ -8,109 +6,107 @@ namespace {
 
 constexpr COLORREF kRed = RGB(255, 0, 0), kGreen = RGB(0, 255, 0), kBlue = RGB(0, 0, 255);
 
-void UsePenAndBrush(HDC dc, HPEN pen, HBRUSH brush) {
+void Use(HDC dc, HPEN pen, HBRUSH brush) {
     SelectObject(dc, pen);
     SelectObject(dc, brush);
+}
+
+void Fill(HDC dc, const RECT& rect, COLORREF color) {
+    FastFillRect(dc, &rect, color);
+}
+
+void Fill(HDC dc, const RECT& rect, HBRUSH brush) {
+    FillRect(dc, &rect, brush);
+}
+
+// Through the points, with a pen of that width.
+void Lines(HDC dc, int width, COLORREF color, const std::vector<POINT>& points) {
+    SelectObject(dc, CreatePen(PS_SOLID, width, color));
+    MoveToEx(dc, points[0].x, points[0].y, nullptr);
+    for (std::size_t i = 1; i < points.size(); ++i)
+        LineTo(dc, points[i].x, points[i].y);
+}
+
+// Blue inside.
+void Area(HDC dc, HPEN pen, const std::vector<POINT>& points) {
+    Use(dc, pen, CreateSolidBrush(kBlue));
+    Polygon(dc, points.data(), static_cast<int>(points.size()));
 }
 
 struct Shape {
     const char* name;
     void (*draw)(HDC);
-    std::vector<std::string> expected;
+    const char* expected;
 };
 
-// Drawn with the origin at (1, 1) and the last column and row clipped away.
+// Drawn on 9×6 pixels with the origin at (1, 1) and the last column and row clipped away.
 const Shape kShapes[] = {
     {"FastFillRect",
      [](HDC dc) {
-         RECT r{-5, 1, 3, 3};
-         FastFillRect(dc, &r, 0x000000FF);
+         Fill(dc, {-5, 1, 3, 3}, kRed);
      },
-     {".........", ".........", "RRRR.....", "RRRR.....", ".........", "........."}},
+     "//RRRR/RRRR"},
     {"empty rectangle",
      [](HDC dc) {
-         RECT r{3, 3, 1, 1};
-         FastFillRect(dc, &r, kRed);
+         Fill(dc, {3, 3, 1, 1}, kRed);
      },
-     {".........", ".........", ".........", ".........", ".........", "........."}},
+     ""},
     {"FillRect",
      [](HDC dc) {
-         RECT r{6, 2, 100, 100};
-         FillRect(dc, &r, CreateSolidBrush(kBlue));
+         Fill(dc, {6, 2, 100, 100}, CreateSolidBrush(kBlue));
      },
-     {".........", ".........", ".........", ".......B.", ".......B.", "........."}},
+     "///.......B/.......B"},
     {"null brush",
      [](HDC dc) {
-         RECT r{0, 0, 9, 9};
-         FillRect(dc, &r, GetStockObject(NULL_BRUSH));
+         Fill(dc, {0, 0, 9, 9}, GetStockObject(NULL_BRUSH));
      },
-     {".........", ".........", ".........", ".........", ".........", "........."}},
-    {"default Rectangle",
-     [](HDC dc) { Rectangle(dc, 0, 0, 4, 3); },
-     {".........", ".KKKK....", ".KWWK....", ".KKKK....", ".........", "........."}},
+     ""},
+    {"default Rectangle", [](HDC dc) { Rectangle(dc, 0, 0, 4, 3); }, "/.KKKK/.KWWK/.KKKK"},
     {"Rectangle",
      [](HDC dc) {
-         UsePenAndBrush(dc, CreatePen(PS_SOLID, 2, kRed), GetStockObject(NULL_BRUSH));
+         Use(dc, CreatePen(PS_SOLID, 2, kRed), GetStockObject(NULL_BRUSH));
          Rectangle(dc, 0, 0, 6, 9);
      },
-     {".........", ".RRRRRR..", ".RRRRRR..", ".RR..RR..", ".RR..RR..", "........."}},
+     "/.RRRRRR/.RRRRRR/.RR..RR/.RR..RR"},
     {"lines without their ends",
      [](HDC dc) {
-         SelectObject(dc, CreatePen(PS_SOLID, 1, kGreen));
-         MoveToEx(dc, 0, 0, nullptr);
-         LineTo(dc, 3, 0);
-         LineTo(dc, 3, 2);
-         LineTo(dc, 0, 2);
-         LineTo(dc, 0, 1);
+         Lines(dc, 1, kGreen, {{0, 0}, {3, 0}, {3, 2}, {0, 2}, {0, 1}});
      },
-     {".........", ".GGGG....", "....G....", ".GGGG....", ".........", "........."}},
+     "/.GGGG/....G/.GGGG"},
     {"diagonal",
      [](HDC dc) {
-         SelectObject(dc, GetStockObject(WHITE_PEN));
-         MoveToEx(dc, 0, 0, nullptr);
-         LineTo(dc, 6, 3);
+         Lines(dc, 1, kRed, {{0, 0}, {6, 3}});
      },
-     {".........", ".W.......", "..WW.....", "....WW...", "......W..", "........."}},
+     "/.R/..RR/....RR/......R"},
     {"thick line",
      [](HDC dc) {
-         SelectObject(dc, CreatePen(PS_SOLID, 3, kRed));
-         MoveToEx(dc, 1, 1, nullptr);
-         LineTo(dc, 4, 1);
+         Lines(dc, 3, kRed, {{1, 1}, {4, 1}});
      },
-     {".........", ".RRRRR...", ".RRRRR...", ".RRRRR...", ".........", "........."}},
+     "/.RRRRR/.RRRRR/.RRRRR"},
     {"Polygon",
      [](HDC dc) {
-         UsePenAndBrush(dc, CreatePen(PS_SOLID, 1, kRed), CreateSolidBrush(kBlue));
-         const POINT p[] = {{0, 3}, {3, 0}, {6, 3}};
-         Polygon(dc, p, 3);
+         Area(dc, CreatePen(PS_SOLID, 1, kRed), {{0, 3}, {3, 0}, {6, 3}});
      },
-     {".........", "....R....", "...RBR...", "..RBBBR..", ".RRRRRRR.", "........."}},
+     "/....R/...RBR/..RBBBR/.RRRRRRR"},
     {"Polygon without outline, even-odd",
      [](HDC dc) {
-         UsePenAndBrush(dc, GetStockObject(NULL_PEN), CreateSolidBrush(kBlue));
-         const POINT p[] = {{0, 0}, {7, 0}, {7, 4}, {0, 4}, {0, 0}, {2, 1}, {5, 1}, {5, 3}, {2, 3}, {2, 1}};
-         Polygon(dc, p, 10);
+         Area(dc, GetStockObject(NULL_PEN),
+              {{0, 0}, {7, 0}, {7, 4}, {0, 4}, {0, 0}, {2, 1}, {5, 1}, {5, 3}, {2, 3}, {2, 1}});
      },
-     {".........", ".BBBBBBB.", ".BB...BB.", ".BB...BB.", ".BBBBBBB.", "........."}},
+     "/.BBBBBBB/.BB...BB/.BB...BB/.BBBBBBB"},
     {"SetPixel",
      [](HDC dc) {
-         SetPixel(dc, 2, 1, kGreen);
-         SetPixel(dc, 7, 0, kGreen);
-         SetPixel(dc, INT_MIN, INT_MAX, kGreen);
+         for (const POINT p : {POINT{2, 1}, {7, 0}, {INT_MIN, INT_MAX}})
+             SetPixel(dc, p.x, p.y, kGreen);
      },
-     {".........", ".........", "...G.....", ".........", ".........", "........."}},
+     "//...G"},
     {"far away",
      [](HDC dc) {
-         RECT r{INT_MIN, INT_MIN, INT_MAX, 1};
-         FastFillRect(dc, &r, kRed);
-         SelectObject(dc, CreatePen(PS_SOLID, 1, kGreen));
-         MoveToEx(dc, INT_MIN, 2, nullptr);
-         LineTo(dc, INT_MAX, 2);
-         UsePenAndBrush(dc, GetStockObject(NULL_PEN), CreateSolidBrush(kBlue));
-         const POINT p[] = {{INT_MIN, 3}, {INT_MAX, 3}, {INT_MAX, INT_MAX}, {INT_MIN, INT_MAX}};
-         Polygon(dc, p, 4);
+         Fill(dc, {INT_MIN, INT_MIN, INT_MAX, 1}, kRed);
+         Lines(dc, 1, kGreen, {{INT_MIN, 2}, {INT_MAX, 2}});
+         Area(dc, GetStockObject(NULL_PEN), {{INT_MIN, 3}, {INT_MAX, 3}, {INT_MAX, INT_MAX}, {INT_MIN, INT_MAX}});
      },
-     {"RRRRRRRR.", "RRRRRRRR.", ".........", "GGGGGGGG.", "BBBBBBBB.", "........."}},
+     "RRRRRRRR/RRRRRRRR//GGGGGGGG/BBBBBBBB"},
 };
 
 TEST(GdiDrawing, ShapesAreClippedAndTellTheirDamage) {
@@ -120,16 +116,15 @@ TEST(GdiDrawing, ShapesAreClippedAndTellTheirDamage) {
         canvas.dc->origin = {1, 1};
         canvas.dc->clip = mwin::Region(RECT{0, 0, 8, 5});
         shape.draw(canvas.dc.get());
-        EXPECT_EQ(canvas.Rows(), shape.expected);
-        const RECT ink = canvas.Ink();
-        mwin::Region undamaged{ink};
-        undamaged.Subtract(canvas.surface.Damage());
-        for (int y = ink.top; y < ink.bottom; ++y) {
-            for (int x = ink.left; x < ink.right; ++x) {
-                if (canvas.At(x, y) == GdiCanvas::kBackground) continue;
-                EXPECT_FALSE(pixman_region32_contains_point(undamaged.Raw(), x, y, nullptr)) << x << "," << y;
-            }
-        }
+        EXPECT_EQ(canvas.Drawn(), shape.expected);
+        // Painting the damage over leaves nothing.
+        const mwin::Region damage = canvas.surface.Damage();
+        int count = 0;
+        const pixman_box32_t* box = damage.Boxes(count);
+        for (; count > 0; --count, ++box)
+            pixman_fill(canvas.surface.Pixels(), canvas.surface.Pitch() / 4, 32, box->x1, box->y1, box->x2 - box->x1,
+                        box->y2 - box->y1, GdiCanvas::kBackground);
+        EXPECT_EQ(canvas.Drawn(), "") << "outside the damage";
     }
 }
 
@@ -143,8 +138,8 @@ TEST(GdiObjects, DeletionIsSafe) {
         EXPECT_FALSE(DeleteObject(stock));
         EXPECT_EQ(GetStockObject(index), stock);
     }
-    EXPECT_EQ(GetStockObject(11), nullptr);
-    EXPECT_EQ(GetStockObject(-1), nullptr);
+    for (const int index : {-1, 11})
+        EXPECT_EQ(GetStockObject(index), nullptr) << index;
 
     // Equal brushes count their users: a deletion by one user leaves the other's.
     HBRUSH first = CreateSolidBrush(RGB(1, 2, 3));
@@ -163,10 +158,9 @@ TEST(GdiObjects, DeletionIsSafe) {
     EXPECT_EQ(SelectObject(dc, GetStockObject(NULL_PEN)), GetStockObject(BLACK_PEN));
     EXPECT_TRUE(DeleteObject(selected));
     Rectangle(dc, 0, 0, 4, 1);
-    EXPECT_EQ(canvas.Rows()[0], "WWWW");
+    EXPECT_EQ(canvas.Drawn(), "WWWW");
     EXPECT_EQ(SelectObject(dc, selected), nullptr);
     EXPECT_EQ(SelectObject(dc, nullptr), nullptr);
-
     HFONT font = CreateFont(10, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "Arial.ttf");
     SelectObject(dc, font);
     EXPECT_TRUE(DeleteObject(font));
@@ -185,52 +179,34 @@ TEST(GdiObjects, NoDeviceNoCrash) {
     DrawDIBFit(nullptr, 0, 0, 1, 1, nullptr);
 }
 
-struct PictureCase {
-    const char* name;
-    int width, height;
-    std::vector<std::uint32_t> pixels;
-    bool has_alpha;
-    RECT to;  // x, y, width, height
-    RECT clip;
-    std::vector<std::uint32_t> first_row;
-};
-
 TEST(GdiPictures, AreBlendedStretchedAndClipped) {
-    constexpr std::uint32_t b = GdiCanvas::kBackground, w = 0xFFFFFFFF, k = 0xFF000000, r = 0xFFFF0000;
-    const PictureCase kCases[] = {
-        {"one to one", 2, 1, {r, w}, false, {1, 0, 2, 1}, {0, 0, 4, 1}, {b, r, w, b}},
-        {"opaque in spite of its alpha bytes",
-         2,
-         1,
-         {0x00FF0000, 0x80FFFFFF},
-         false,
-         {1, 0, 2, 1},
-         {0, 0, 4, 1},
-         {b, r, w, b}},
-        {"alpha",
-         4,
-         1,
-         {0x00FFFFFF, 0x80FFFFFF, 0xFFFFFFFF, 0x80000000},
-         true,
-         {0, 0, 4, 1},
-         {0, 0, 4, 1},
-         {b, 0xFF808080, w, 0xFF000000}},
-        {"shrunk to its mean",
-         4,
-         2,
-         {w, k, k, k, k, w, k, k},
-         false,
-         {0, 0, 2, 1},
-         {0, 0, 4, 1},
-         {0xFF808080, k, b, b}},
-        {"hidden colours do not bleed", 2, 1, {0x0000FF00, w}, true, {0, 0, 1, 1}, {0, 0, 4, 1}, {0xFF808080, b, b, b}},
-        {"stretched to the edges", 1, 1, {w}, true, {0, 0, 4, 1}, {0, 0, 4, 1}, {w, w, w, w}},
-        {"clipped", 4, 1, {r, r, w, w}, false, {0, 0, 4, 1}, {1, 0, 3, 1}, {b, r, w, b}},
-        {"clipped and doubled", 4, 1, {r, r, w, w}, false, {-4, 0, 8, 1}, {1, 0, 9, 9}, {b, w, w, w}},
-        {"nothing to draw on", 1, 1, {w}, false, {0, 0, 0, 5}, {0, 0, 4, 1}, {b, b, b, b}},
-        {"absurd size", 1, 1, {w}, false, {INT_MIN, 0, INT_MAX, 5}, {0, 0, 4, 1}, {b, b, b, b}},
+    constexpr std::uint32_t b = GdiCanvas::kBackground, w = 0xFFFFFFFF, k = 0xFF000000, r = 0xFFFF0000,
+                            grey = 0xFF808080;
+    constexpr std::uint32_t clear_red = 0x00FF0000, clear_green = 0x0000FF00, clear_white = 0x00FFFFFF,
+                            half_white = 0x80FFFFFF, half_black = 0x80000000;
+    struct Case {
+        const char* name;
+        int width, height;
+        std::vector<std::uint32_t> pixels;
+        bool has_alpha;
+        int x, to_width, to_height;
+        RECT clip;
+        std::vector<std::uint32_t> first_row;
     };
-    for (const PictureCase& c : kCases) {
+    const RECT all{0, 0, 4, 1};
+    const Case cases[] = {
+        {"one to one", 2, 1, {r, w}, false, 1, 2, 1, all, {b, r, w, b}},
+        {"opaque in spite of its alpha bytes", 2, 1, {clear_red, half_white}, false, 1, 2, 1, all, {b, r, w, b}},
+        {"alpha", 4, 1, {clear_white, half_white, w, half_black}, true, 0, 4, 1, all, {b, grey, w, k}},
+        {"shrunk to its mean", 4, 2, {w, k, k, k, k, w, k, k}, false, 0, 2, 1, all, {grey, k, b, b}},
+        {"hidden colours do not bleed", 2, 1, {clear_green, w}, true, 0, 1, 1, all, {grey, b, b, b}},
+        {"stretched to the edges", 1, 1, {w}, true, 0, 4, 1, all, {w, w, w, w}},
+        {"clipped", 4, 1, {r, r, w, w}, false, 0, 4, 1, {1, 0, 3, 1}, {b, r, w, b}},
+        {"clipped and doubled", 4, 1, {r, r, w, w}, false, -4, 8, 1, {1, 0, 9, 9}, {b, w, w, w}},
+        {"nothing to draw on", 1, 1, {w}, false, 0, 0, 5, all, {b, b, b, b}},
+        {"absurd size", 1, 1, {w}, false, INT_MIN, INT_MAX, 5, all, {b, b, b, b}},
+    };
+    for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         GdiCanvas canvas(4, 1);
         canvas.dc->clip = mwin::Region(c.clip);
@@ -238,17 +214,13 @@ TEST(GdiPictures, AreBlendedStretchedAndClipped) {
         PSD picture = GdCreatePixmap(nullptr, c.width, c.height, 0, pixels.data(), 0);
         ASSERT_NE(picture, nullptr);
         picture->has_alpha = c.has_alpha;
-        DrawDIBFit(canvas.dc.get(), c.to.left, c.to.top, c.to.right, c.to.bottom, picture);
-        for (int x = 0; x < 4; ++x) {
-            for (int shift = 0; shift < 32; shift += 8) {  // within the filter's rounding
-                EXPECT_NEAR(canvas.At(x, 0) >> shift & 255, c.first_row[static_cast<std::size_t>(x)] >> shift & 255, 4)
-                    << x;
-            }
-        }
+        DrawDIBFit(canvas.dc.get(), c.x, 0, c.to_width, c.to_height, picture);
+        for (int x = 0; x < 4; ++x)
+            canvas.ExpectNear(x, 0, c.first_row[static_cast<std::size_t>(x)], 4);  // the filter's rounding
         picture->FreeMemGC(picture);
         canvas.Clear();
-        DrawDIBFit(canvas.dc.get(), 0, 0, 4, 1, picture);  // stale
-        EXPECT_EQ(canvas.Rows()[0], "....");
+        DrawDIBFit(canvas.dc.get(), 0, 0, 4, 1, picture);
+        EXPECT_EQ(canvas.Drawn(), "") << "stale";
     }
 }
 
@@ -261,7 +233,7 @@ TEST(GdiPictures, PixmapsOwnOnlyTheirOwnPixels) {
     own->addr = reinterpret_cast<BYTE*>(callers.data());  // the program puts its pixels in place of the device's
     GdiCanvas canvas(3, 2);
     DrawDIBFit(canvas.dc.get(), 0, 0, 3, 2, own);
-    EXPECT_EQ(canvas.Rows()[1], "GGG");
+    EXPECT_EQ(canvas.Drawn(), "GGG/GGG");
     own->FreeMemGC(own);
     for (const auto& [width, height] : {std::pair{0, 5}, {5, -1}, {INT_MAX, INT_MAX}, {1, INT_MAX}, {16384, 16384}}) {
         EXPECT_EQ(GdCreatePixmap(nullptr, width, height, 0, nullptr, 0), nullptr) << width << "x" << height;

@@ -2,15 +2,14 @@
 
 #include <thread>
 
-#include "tests/mwin/fake_machine.h"
 #include "tests/mwin/probe_window.h"
 
 namespace mwin_test {
 namespace {
 
-using mwin::KeyEvent;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Kind = mwin::KeyEvent::Kind;
 
 std::vector<UINT> g_ticks;  // ids of the timers whose procedure was called
 void CALLBACK CountTick(HWND, UINT, UINT id, DWORD) {
@@ -22,9 +21,20 @@ class MessageTest : public WindowSystemTest {
     MessageTest() {
         ResetProbes();
         g_ticks.clear();
-        window = CreateProbe("w", nullptr, {0, 0, 100, 100}, WS_POPUP | WS_VISIBLE);
+        window = CreateProbe("w", nullptr, {0, 0, 100, 100}, WS_POPUP | WS_VISIBLE, RGB(0, 255, 0));
+        Received();
+    }
+    // Handles what there is to do, and tells what the probes received.
+    static std::vector<std::string> Received() {
         RunUntilIdle();
-        TakeLog();
+        return TakeLog();
+    }
+    // Runs the main loop to its end; the result is the exit code.
+    static WPARAM RunLoop() {
+        MSG message{};
+        while (GetMessage(&message, nullptr, 0, 0))
+            DispatchMessage(&message);
+        return message.wParam;
     }
     // The ticks within the next milliseconds, looked for at each one.
     std::vector<UINT> TicksWithin(int milliseconds) {
@@ -35,65 +45,57 @@ class MessageTest : public WindowSystemTest {
         }
         return g_ticks;
     }
+    // The ticks when the program looks again only after so long.
+    std::vector<UINT> TicksAfter(std::uint32_t milliseconds) {
+        clock.Advance(milliseconds - 1);
+        return TicksWithin(1);
+    }
 
     HWND window = nullptr;
 };
 
 TEST_F(MessageTest, PostedThenKeysThenPaintThenTimers) {
     SetTimer(window, 1, 10, nullptr);
-    InvalidateRect(window, nullptr, FALSE);
-    keys.Put(VK_F1, KeyEvent::Kind::Press);
+    MoveWindow(window, 100, 100, 100, 100, TRUE);
+    g_handlers[window] = On(WM_TIMER, [this](HWND) {
+        EXPECT_EQ(screen.At(150, 150), 0xFF00FF00U) << "shown before a timer takes its time";
+    });
+    keys.Put(VK_F1, Kind::Press);
     clock.Advance(10);
     PostMessage(window, WM_USER, 0, 0);
-    RunUntilIdle();
-    EXPECT_THAT(TakeLog(), ElementsAre("w:user", "w:keydown", "w:paint", "w:timer"));
+    EXPECT_THAT(Received(), ElementsAre("w:user", "w:keydown", "w:erase", "w:paint", "w:timer"));
 }
 
 TEST_F(MessageTest, PostingFromOtherThreadsEndsTheWait) {
     constexpr int kEach = 200;
     int received = 0;
-    g_handlers[window] = [&](HWND, UINT message, WPARAM, LPARAM) -> LRESULT {
-        if (message == WM_USER && ++received == 2 * kEach) PostQuitMessage(0);
-        return 0;
-    };
-    const auto post = [this] {
-        for (int i = 0; i < kEach; ++i)
-            EXPECT_TRUE(PostMessage(window, WM_USER, 0, 0));
-    };
-    std::thread first;
-    std::thread second;
-    clock.WhenIdle([&] {
-        first = std::thread(post);
-        first.join();
+    g_handlers[window] = On(WM_USER, [&](HWND) {
+        if (++received == 2 * kEach) PostQuitMessage(0);
     });
-    clock.WhenIdle([&] {
-        second = std::thread(post);
-        second.join();
-    });
-    MSG message{};
-    while (GetMessage(&message, nullptr, 0, 0))
-        DispatchMessage(&message);
+    const auto post_from_a_thread = [this] {
+        std::thread([this] {
+            for (int i = 0; i < kEach; ++i)
+                EXPECT_TRUE(PostMessage(window, WM_USER, 0, 0));
+        }).join();
+    };
+    clock.WhenIdle(post_from_a_thread);
+    clock.WhenIdle(post_from_a_thread);
+    RunLoop();
     EXPECT_EQ(received, 2 * kEach);
+    clock.WhenIdle([] { ADD_FAILURE() << "waited on"; });
+    PostMessage(window, WM_USER, 0, 0);
+    clock.Wait(-1);
+    clock.DropSteps();
 }
 
 TEST_F(MessageTest, QuitEndsTheLoopOnceAfterWhatWasPosted) {
     PostQuitMessage(7);
     PostMessage(window, WM_USER, 0, 0);
-    MSG message{};
-    while (GetMessage(&message, nullptr, 0, 0))
-        DispatchMessage(&message);
-    EXPECT_EQ(message.wParam, 7U);
+    EXPECT_EQ(RunLoop(), 7U);
     EXPECT_THAT(TakeLog(), ElementsAre("w:user"));
-    EXPECT_FALSE(PeekMessage(&message, nullptr, 0, 0, PM_REMOVE));
-}
-
-TEST_F(MessageTest, APostedQuitDoesNotEndTheMainLoop) {
     PostMessage(window, WM_QUIT, 0, 0);
     clock.WhenIdle([] { PostQuitMessage(1); });
-    MSG message{};
-    while (GetMessage(&message, nullptr, 0, 0))
-        DispatchMessage(&message);
-    EXPECT_EQ(message.wParam, 1U) << "the posted one ended the loop";
+    EXPECT_EQ(RunLoop(), 1U) << "the posted one ended the loop, or the first one lasted";
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
@@ -110,49 +112,38 @@ TEST_F(MessageTest, PeekingLeavesTheMessageAndFilters) {
     DestroyWindow(other);
     ValidateRect(window, nullptr);
     ValidateRect(GetDesktopWindow(), nullptr);
-    EXPECT_TRUE(PeekMessage(&message, nullptr, 0, 0, PM_REMOVE));
-    EXPECT_EQ(message.wParam, 1U);
-    EXPECT_TRUE(PeekMessage(&message, nullptr, 0, 0, PM_REMOVE));
-    EXPECT_EQ(message.wParam, 2U);
+    for (const WPARAM expected : {1U, 2U}) {
+        EXPECT_TRUE(PeekMessage(&message, nullptr, 0, 0, PM_REMOVE));
+        EXPECT_EQ(message.wParam, expected);
+    }
     EXPECT_FALSE(PeekMessage(&message, nullptr, 0, 0, PM_REMOVE));
 }
 
 // ---- Keys ----
 
 TEST_F(MessageTest, OnlyArrowsRepeat) {
-    const std::vector<std::pair<int, int>> downs = {{VK_LEFT, 3},   {VK_UP, 3}, {VK_DOWN, 3}, {VK_RIGHT, 3},
-                                                    {VK_RETURN, 1}, {VK_F1, 1}, {VK_F4, 1}};
-    for (const auto& [key, expected] : downs) {
-        keys.Put(key, KeyEvent::Kind::Press);
-        keys.Put(key, KeyEvent::Kind::Repeat);
-        keys.Put(key, KeyEvent::Kind::Repeat);
-        keys.Put(key, KeyEvent::Kind::Release);
-        RunUntilIdle();
-        const auto log = TakeLog();
-        EXPECT_EQ(std::count(log.begin(), log.end(), "w:keydown"), expected) << key;
-        EXPECT_EQ(std::count(log.begin(), log.end(), "w:keyup"), 1) << key;
+    for (const int key : {VK_LEFT, VK_UP, VK_DOWN, VK_RIGHT, VK_RETURN, VK_F1, VK_F4}) {
+        for (const Kind kind : {Kind::Press, Kind::Repeat, Kind::Repeat, Kind::Release})
+            keys.Put(key, kind);
+        std::vector<std::string> expected(key >= VK_LEFT && key <= VK_DOWN ? 3 : 1, "w:keydown");
+        expected.emplace_back("w:keyup");
+        EXPECT_EQ(Received(), expected) << key;
     }
+    for (const int key : {-1, 0, 256, 100000})
+        keys.Type(key);
+    keys.Put(VK_LEFT, Kind::Repeat);
+    keys.Put(VK_F1, Kind::Release);
+    EXPECT_THAT(Received(), IsEmpty()) << "no key, or none that was pressed";
 }
 
 TEST_F(MessageTest, AtMostSixteenKeysWait) {
     for (int i = 0; i < 20; ++i)
         keys.Type(VK_F1);
-    RunUntilIdle();
-    auto log = TakeLog();
+    const auto log = Received();
     EXPECT_EQ(std::count(log.begin(), log.end(), "w:keydown"), 16);
     EXPECT_EQ(std::count(log.begin(), log.end(), "w:keyup"), 16) << "a release without its press";
     keys.Type(VK_F2);
-    RunUntilIdle();
-    EXPECT_THAT(TakeLog(), ElementsAre("w:keydown", "w:keyup"));
-}
-
-TEST_F(MessageTest, KeysThatAreNoneAreIgnored) {
-    for (const int key : {-1, 0, 256, 100000})
-        keys.Type(key);
-    keys.Put(VK_LEFT, KeyEvent::Kind::Repeat);
-    keys.Put(VK_F1, KeyEvent::Kind::Release);
-    RunUntilIdle();
-    EXPECT_THAT(TakeLog(), IsEmpty());
+    EXPECT_THAT(Received(), ElementsAre("w:keydown", "w:keyup"));
 }
 
 TEST_F(MessageTest, TranslationMakesCharacters) {
@@ -176,16 +167,14 @@ TEST_F(MessageTest, KeysGoToTheFocus) {
     TakeLog();
     EXPECT_EQ(SetFocus(child), window);
     EXPECT_THAT(TakeLog(), ElementsAre("w:killfocus", "c:setfocus"));
-    keys.Put(VK_F1, KeyEvent::Kind::Press);
-    RunUntilIdle();
-    EXPECT_THAT(TakeLog(), testing::Contains("c:keydown"));
+    keys.Put(VK_F1, Kind::Press);
+    EXPECT_THAT(Received(), testing::Contains("c:keydown"));
     ShowWindow(child, SW_HIDE);
     EXPECT_EQ(GetFocus(), window) << "a hidden window keeps no focus";
     EnableWindow(window, FALSE);
     TakeLog();
-    keys.Put(VK_F2, KeyEvent::Kind::Press);
-    RunUntilIdle();
-    EXPECT_THAT(TakeLog(), ElementsAre("w:erase", "w:paint")) << "nobody may have the key";
+    keys.Put(VK_F2, Kind::Press);
+    EXPECT_THAT(Received(), ElementsAre("w:erase", "w:paint")) << "nobody may have the key";
 }
 
 // ---- Timers ----
@@ -193,22 +182,13 @@ TEST_F(MessageTest, KeysGoToTheFocus) {
 TEST_F(MessageTest, TimersKeepTheirBeat) {
     SetTimer(window, 5, 40, CountTick);
     EXPECT_EQ(TicksWithin(400).size(), 10U);
-    g_ticks.clear();
-    clock.Advance(50);  // late by 10
-    RunUntilIdle();
-    EXPECT_EQ(g_ticks.size(), 1U);
+    EXPECT_EQ(TicksAfter(50).size(), 1U) << "late by 10";
     EXPECT_EQ(TicksWithin(29).size(), 0U);
     EXPECT_EQ(TicksWithin(1).size(), 1U);
-    g_ticks.clear();
-    clock.Advance(1000);
-    RunUntilIdle();
-    EXPECT_EQ(g_ticks.size(), 1U) << "missed ticks are left out";
+    EXPECT_EQ(TicksAfter(1000).size(), 1U) << "missed ticks are left out";
     EXPECT_EQ(TicksWithin(39).size(), 0U);
     EXPECT_EQ(TicksWithin(1).size(), 1U);
-}
-
-TEST_F(MessageTest, TimersSurviveTheWrapOfTheTickCount) {
-    clock.SetTime(0xFFFFFFF0U);
+    clock.SetTime(0xFFFFFFF0U);  // before the wrap of the tick count
     SetTimer(window, 5, 40, CountTick);
     EXPECT_EQ(TicksWithin(39).size(), 0U);
     EXPECT_EQ(TicksWithin(81).size(), 3U);
@@ -255,32 +235,14 @@ TEST_F(MessageTest, NoTimerStarvesAnother) {
 }
 
 TEST_F(MessageTest, ATimerProcedureMayKillAndSetTimers) {
-    static int left;
-    left = 3;
     SetTimer(window, 1, 10, [](HWND w, UINT, UINT id, DWORD) {
         KillTimer(w, id);
         g_ticks.push_back(id);
         for (UINT other = 100; other < 120; ++other)
             SetTimer(w, other, 100000, nullptr);
-        if (--left > 0) SetTimer(w, id + 1, 10, [](HWND, UINT, UINT other, DWORD) { g_ticks.push_back(other); });
+        SetTimer(w, id + 1, 10, CountTick);
     });
     EXPECT_THAT(TicksWithin(25), ElementsAre(1U, 2U));
-}
-
-TEST_F(MessageTest, TheScreenIsShownBeforeTimersAndWaits) {
-    HWND child = CreateProbe("green", window, {0, 0, 50, 50}, WS_CHILD | WS_VISIBLE, RGB(0, 255, 0));
-    static std::uint32_t seen;
-    static FakeScreen* shown;
-    shown = &screen;
-    SetTimer(child, 1, 10, [](HWND, UINT, UINT, DWORD) {
-        seen = shown->At(25, 25);
-        PostQuitMessage(0);
-    });
-    clock.Advance(10);
-    MSG message{};
-    while (GetMessage(&message, nullptr, 0, 0))
-        DispatchMessage(&message);
-    EXPECT_EQ(seen, 0xFF00FF00U);
 }
 
 }  // namespace

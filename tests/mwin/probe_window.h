@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "mwin/windows.h"
+#include "tests/mwin/fake_machine.h"
 
 namespace mwin_test {
 
@@ -20,11 +20,9 @@ inline std::map<HWND, Handler> g_handlers;
 inline void ResetProbes() {
     g_log.clear();
     g_handlers.clear();
-    g_watched = {{WM_CREATE, "create"},       {WM_DESTROY, "destroy"},   {WM_PAINT, "paint"},
-                 {WM_ERASEBKGND, "erase"},    {WM_TIMER, "timer"},       {WM_KEYDOWN, "keydown"},
-                 {WM_KEYUP, "keyup"},         {WM_CHAR, "char"},         {WM_COMMAND, "command"},
-                 {WM_INITDIALOG, "init"},     {WM_USER, "user"},         {WM_QUIT, "quit"},
-                 {WM_ENTERIDLE, "enteridle"}, {WM_SETFOCUS, "setfocus"}, {WM_KILLFOCUS, "killfocus"}};
+    g_watched = {{WM_CREATE, "create"},     {WM_DESTROY, "destroy"},    {WM_PAINT, "paint"}, {WM_ERASEBKGND, "erase"},
+                 {WM_TIMER, "timer"},       {WM_KEYDOWN, "keydown"},    {WM_KEYUP, "keyup"}, {WM_USER, "user"},
+                 {WM_SETFOCUS, "setfocus"}, {WM_KILLFOCUS, "killfocus"}};
 }
 
 inline void Note(HWND window, const std::string& what) {
@@ -33,15 +31,27 @@ inline void Note(HWND window, const std::string& what) {
     g_log.push_back(std::string(name) + ":" + what);
 }
 
-inline LRESULT CALLBACK ProbeProcedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+inline void NoteIfWatched(HWND window, UINT message) {
     const auto watched = g_watched.find(message);
     if (watched != g_watched.end()) Note(window, watched->second);
+}
+
+inline LRESULT CALLBACK ProbeProcedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+    NoteIfWatched(window, message);
     const auto handler = g_handlers.find(window);
     if (handler != g_handlers.end()) {
         const Handler kept = handler->second;  // it may be replaced meanwhile
         if (const LRESULT answer = kept(window, message, wparam, lparam)) return answer;
     }
     return DefWindowProc(window, message, wparam, lparam);
+}
+
+// Does something when the message arrives; the default procedure answers it.
+inline Handler On(UINT wanted, const std::function<void(HWND)>& action) {
+    return [=](HWND window, UINT message, WPARAM, LPARAM) -> LRESULT {
+        if (message == wanted) action(window);
+        return 0;
+    };
 }
 
 inline HWND CreateProbe(const char* name, HWND parent, const RECT& rect, DWORD style = WS_CHILD | WS_VISIBLE,
@@ -53,15 +63,17 @@ inline HWND CreateProbe(const char* name, HWND parent, const RECT& rect, DWORD s
     probe.hbrBackground = color != 0 ? CreateSolidBrush(color) : nullptr;
     probe.lpszClassName = class_name.c_str();
     RegisterClass(&probe);
-    return CreateWindowEx(0, class_name.c_str(), name, style, rect.left, rect.top, rect.right - rect.left,
-                          rect.bottom - rect.top, parent, nullptr, nullptr, nullptr);
+    return CreateWindow(class_name.c_str(), name, style, rect.left, rect.top, rect.right - rect.left,
+                        rect.bottom - rect.top, parent, nullptr, nullptr, nullptr);
 }
 
 // Removes and returns what was written down.
 inline std::vector<std::string> TakeLog() {
-    std::vector<std::string> log;
-    log.swap(g_log);
-    return log;
+    return std::exchange(g_log, {});
+}
+
+inline std::vector<LONG> Edges(const RECT& rect) {
+    return {rect.left, rect.top, rect.right, rect.bottom};
 }
 
 }  // namespace mwin_test

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <functional>
 
 #include "mwin/display.h"
 #include "mwin/framebuffer_screen.h"
@@ -15,11 +15,11 @@ constexpr std::uint32_t kBlack = 0xFF000000, kWhite = 0xFFFFFFFF, kRed = 0xFFFF0
 
 class Display : public testing::Test {
   protected:
-    void SetUp() override {
+    Display() {
         mwin::OpenDisplay(screen);
         mwin::FlushScreen();
     }
-    void TearDown() override { mwin::CloseDisplay(); }
+    ~Display() override { mwin::CloseDisplay(); }
     // As the program does: through scrdev.
     static void Fill(const RECT& r, std::uint32_t pixel) {
         for (int y = r.top; y < r.bottom; ++y) {
@@ -27,12 +27,6 @@ class Display : public testing::Test {
             std::fill(row + r.left, row + r.right, pixel);
         }
         mwin::ScreenSurface()->AddDamage(mwin::Region(r));
-    }
-    static PSD CursorPicture() {
-        static std::uint32_t pixels[4] = {0xFFFF0000, 0, 0x80000000, 0xFFFF0000};
-        PSD picture = GdCreatePixmap(scrdev, 2, 2, 0, pixels, 0);
-        picture->has_alpha = true;
-        return picture;
     }
     mwin::MemoryScreen screen{16, 8};
 };
@@ -53,11 +47,20 @@ TEST_F(Display, FlushesOnlyWhatChanged) {
     mwin::ScreenSurface()->AddDamage(mwin::Region(RECT{-50, -50, 1, 100}));  // reaches out
     mwin::FlushScreen();
     EXPECT_EQ(screen.UpdatedPixels() - before, 6U + 8U);
+    mwin::CloseDisplay();
+    EXPECT_EQ(scrdev, nullptr);
+    EXPECT_EQ(mwin::ScreenSurface(), nullptr);
+    mwin::FlushScreen();
+    EXPECT_EQ(GdShowCursor(), 0);
+    MwMoveCursor(1, 1);
+    GdSetCursorImage(nullptr);
 }
 
 TEST_F(Display, CursorLiesOverEverythingAtOnce) {
+    std::uint32_t pixels[4] = {kRed, 0, 0x80000000, kRed};
+    PSD picture = GdCreatePixmap(scrdev, 2, 2, 0, pixels, 0);
+    picture->has_alpha = true;
     Fill({0, 0, 16, 8}, kWhite);
-    PSD picture = CursorPicture();
     GdSetCursorImage(picture);
     picture->FreeMemGC(picture);  // the layer keeps its own copy
     MwMoveCursor(3, 3);
@@ -68,7 +71,6 @@ TEST_F(Display, CursorLiesOverEverythingAtOnce) {
     EXPECT_EQ(screen.PixelAt(4, 3), kWhite);
     EXPECT_NEAR(screen.PixelAt(3, 4) & 255, 127, 1);
     EXPECT_EQ(mwin::ScreenSurface()->Pixels()[3 * 16 + 3], kWhite);  // the layer leaves the surface alone
-
     Fill({0, 0, 16, 8}, kBlack);
     mwin::FlushScreen();
     EXPECT_EQ(screen.PixelAt(3, 3), kRed);
@@ -79,28 +81,22 @@ TEST_F(Display, CursorLiesOverEverythingAtOnce) {
     EXPECT_EQ(screen.PixelAt(15, 7), kRed);
     MwMoveCursor(INT32_MAX, INT32_MIN);
     EXPECT_EQ(screen.PixelAt(15, 7), kBlack);
-
     MwMoveCursor(0, 0);
-    EXPECT_EQ(GdShowCursor(), 1);
-    EXPECT_EQ(GdHideCursor(), 2);
-    EXPECT_EQ(screen.PixelAt(0, 0), kRed);
-    EXPECT_EQ(GdHideCursor(), 1);
-    EXPECT_EQ(screen.PixelAt(0, 0), kBlack);
-    EXPECT_EQ(GdHideCursor(), 0);  // one too many does not count
-    EXPECT_EQ(GdShowCursor(), 0);
-    EXPECT_EQ(screen.PixelAt(0, 0), kRed);
+    const struct {
+        int (*call)();
+        int level_before;
+        std::uint32_t pixel;
+    } steps[] = {{GdShowCursor, 1, kRed},
+                 {GdHideCursor, 2, kRed},
+                 {GdHideCursor, 1, kBlack},
+                 {GdHideCursor, 0, kBlack},  // one too many does not count
+                 {GdShowCursor, 0, kRed}};
+    for (const auto& step : steps) {
+        EXPECT_EQ(step.call(), step.level_before) << &step - steps;
+        EXPECT_EQ(screen.PixelAt(0, 0), step.pixel) << &step - steps;
+    }
     GdSetCursorImage(nullptr);
     EXPECT_EQ(screen.PixelAt(0, 0), kBlack);
-}
-
-TEST_F(Display, NothingAfterItIsClosed) {
-    mwin::CloseDisplay();
-    EXPECT_EQ(scrdev, nullptr);
-    EXPECT_EQ(mwin::ScreenSurface(), nullptr);
-    mwin::FlushScreen();
-    EXPECT_EQ(GdShowCursor(), 0);
-    MwMoveCursor(1, 1);
-    GdSetCursorImage(nullptr);
 }
 
 TEST(FramebufferScreen, Layouts) {
@@ -120,10 +116,9 @@ TEST(FramebufferScreen, Layouts) {
     std::string error;
     ASSERT_TRUE(LayoutOf(rgb565, fixed, layout, error)) << error;
     EXPECT_EQ(layout.first_pixel, 656U + 4U);
-    EXPECT_EQ(layout.Convert(0xFFFFFFFF), 0xFFFFU);
-    EXPECT_EQ(layout.Convert(0xFFFF0000), 0xF800U);
-    EXPECT_EQ(layout.Convert(0xFF00FF00), 0x07E0U);
-    EXPECT_EQ(layout.Convert(0xFF07030F), 0x0001U);
+    for (const auto& [pixel, converted] :
+         {std::pair{0xFFFFFFFFU, 0xFFFFU}, {0xFFFF0000U, 0xF800U}, {0xFF00FF00U, 0x07E0U}, {0xFF07030FU, 0x0001U}})
+        EXPECT_EQ(layout.Convert(pixel), converted) << std::hex << pixel;
 
     fb_var_screeninfo bgr = rgb565;
     bgr.xres = 160;
@@ -135,23 +130,28 @@ TEST(FramebufferScreen, Layouts) {
     ASSERT_TRUE(LayoutOf(bgr, fixed, layout, error)) << error;
     EXPECT_EQ(layout.Convert(0x00123456), 0xFF563412U);
 
-    const auto refused = [&](auto change) {
+    using Change = std::function<void(fb_var_screeninfo&, fb_fix_screeninfo&)>;
+    const std::pair<const char*, Change> refused[] = {
+        {"24 bits", [](auto& var, auto&) { var.bits_per_pixel = 24; }},
+        {"8 bits", [](auto& var, auto&) { var.bits_per_pixel = 8; }},
+        {"red beyond the pixel", [](auto& var, auto&) { var.red.offset = 12; }},
+        {"lines beyond the memory", [](auto& var, auto&) { var.yoffset = 2; }},
+        {"no width", [](auto& var, auto&) { var.xres = 0; }},
+        {"short lines", [](auto&, auto& fix) { fix.line_length = 640; }},
+        {"lines of half pixels",
+         [](auto&, auto& fix) {
+             fix.line_length = 657;
+             fix.smem_len = 1 << 20;
+         }},
+    };
+    for (const auto& [name, change] : refused) {
         fb_var_screeninfo var = rgb565;
         fb_fix_screeninfo fix = fixed;
         change(var, fix);
         error.clear();
-        return !LayoutOf(var, fix, layout, error) && !error.empty();
-    };
-    EXPECT_TRUE(refused([](auto& var, auto&) { var.bits_per_pixel = 24; }));
-    EXPECT_TRUE(refused([](auto& var, auto&) { var.bits_per_pixel = 8; }));
-    EXPECT_TRUE(refused([](auto& var, auto&) { var.red.offset = 12; }));
-    EXPECT_TRUE(refused([](auto& var, auto&) { var.yoffset = 2; }));
-    EXPECT_TRUE(refused([](auto& var, auto&) { var.xres = 0; }));
-    EXPECT_TRUE(refused([](auto&, auto& fix) { fix.line_length = 640; }));
-    EXPECT_TRUE(refused([](auto&, auto& fix) {
-        fix.line_length = 657;
-        fix.smem_len = 1 << 20;
-    }));
+        EXPECT_FALSE(LayoutOf(var, fix, layout, error)) << name;
+        EXPECT_NE(error, "") << name;
+    }
 }
 
 TEST(FramebufferScreen, AFileTakesTheDevicesPlace) {
@@ -175,8 +175,7 @@ TEST(FramebufferScreen, AFileTakesTheDevicesPlace) {
     std::vector<std::uint32_t> pixels(320 * 240);
     file.read(reinterpret_cast<char*>(pixels.data()), 320 * 240 * 4);
     EXPECT_EQ(file.gcount(), 320 * 240 * 4);
-    EXPECT_EQ(pixels.front(), kRed);
-    EXPECT_EQ(pixels.back(), kRed);
+    EXPECT_EQ(pixels, std::vector<std::uint32_t>(320 * 240, kRed));
     unlink(path.c_str());
 }
 

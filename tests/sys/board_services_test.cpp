@@ -7,117 +7,118 @@
 
 namespace {
 
+using testing::ElementsAre;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
-TEST(Logger, PrefixesByLevel) {
-    const struct {
-        int level;
-        const char* line;
-    } cases[] = {
-        {0, "Warn: f:7 x\n"}, {1, "Warn: f:7 x\n"}, {2, "Error: f:7 x\n"}, {3, " f:7 x\n"}, {4, "(null) f:7 x\n"}};
-    for (const auto& c : cases) {
+const std::string kTvLine = std::to_string(Varno::Board::kTvDetectGpio);
+const std::string kUsbLine = std::to_string(Varno::Board::kUsbResetGpio);
+
+class BoardServices : public testing::Test {
+  protected:
+    BoardServices() { CaptureStdout(); }
+    ~BoardServices() override {
+        GetCapturedStdout();
+        EXPECT_EQ(kernel.OpenFiles(), 0);
+    }
+    // What was printed since the last look.
+    static std::string Printed() {
+        std::string printed = GetCapturedStdout();
         CaptureStdout();
+        return printed;
+    }
+
+    support::FakeKernel kernel;
+};
+
+TEST_F(BoardServices, LoggerPrefixesByLevel) {
+    const char* prefixes[] = {"Warn: ", "Warn: ", "Error: ", " ", "(null) "};
+    for (int level = 0; level < 5; ++level) {
         errno = EBUSY;
-        EXPECT_EQ(varno_printf(static_cast<DEBUGLEVEL>(c.level), "%s:%d %s\n", "f", 7, "x"), 6);
+        EXPECT_EQ(varno_printf(static_cast<DEBUGLEVEL>(level), "%s:%d %s\n", "f", 7, "x"), 6);
         EXPECT_EQ(errno, EBUSY);
-        EXPECT_EQ(GetCapturedStdout(), c.line);
+        EXPECT_EQ(Printed(), std::string(prefixes[level]) + "f:7 x\n");
     }
 }
 
-TEST(Leds, ReadAndWriteBrightness) {
-    support::FakeKernel kernel;
+TEST_F(BoardServices, Leds) {
     constexpr char kFile[] = "/sys/class/leds/Green_LED/brightness";
-    CaptureStdout();
     EXPECT_FALSE(Varno::SetLEDValue("Green_LED", 255));
     EXPECT_EQ(Varno::GetLEDValue("Green_LED"), -1);
+    const std::string missing = std::string("Can't open file ") + kFile + "\n";
+    EXPECT_EQ(Printed(), missing + missing);
     kernel.Put(kFile, "70\n");
     EXPECT_EQ(Varno::GetLEDValue("Green_LED"), 70);
-    EXPECT_TRUE(Varno::SetLEDValue("Green_LED", 255));
-    EXPECT_EQ(kernel.Get(kFile), "255");
-    EXPECT_TRUE(Varno::SetLEDValue("Green_LED", 0));
-    EXPECT_EQ(kernel.Get(kFile), "0");
-    EXPECT_EQ(GetCapturedStdout(),
-              "Can't open file /sys/class/leds/Green_LED/brightness\n"
-              "Can't open file /sys/class/leds/Green_LED/brightness\nval:255\nval:0\n");
-}
-
-TEST(DisplayOutput, TypeFollowsThePanelName) {
-    support::FakeKernel kernel;
-    EXPECT_EQ(Varno::GetOutputType(), 0);
-    const struct {
-        const char* text;
-        int type;
-    } cases[] = {{"lcd_panel=ili9341\n", 1},
-                 {"lcd_panel=ili9341\nmore\n", 1},
-                 {"lcd_panel=ili9341", 0},
-                 {"lcd_panel=lq035\n", 0},
-                 {"lcd_panel=tvenc_pal\n", 0},
-                 {"\nlcd_panel=ili9341\n", 0},
-                 {"lcd_panel=ili93410\n", 0},
-                 {"", 0},
-                 {"\n", 0}};
-    for (const auto& c : cases) {
-        kernel.Put("/etc/lcdparams", c.text);
-        EXPECT_EQ(Varno::GetOutputType(), c.type) << c.text;
+    for (const char* value : {"255", "0"}) {
+        EXPECT_TRUE(Varno::SetLEDValue("Green_LED", std::atoi(value)));
+        EXPECT_EQ(kernel.Get(kFile), value);
+        EXPECT_EQ(Printed(), std::string("val:") + value + "\n");
     }
 }
 
-TEST(DisplayOutput, TvCable) {
-    support::FakeKernel kernel;
-    const std::string gpio = "/sys/class/gpio/gpio" + std::to_string(Varno::Board::kTvDetectGpio);
+TEST_F(BoardServices, OutputTypeFollowsThePanelName) {
+    EXPECT_EQ(Varno::GetOutputType(), 0);
+    const std::pair<const char*, int> cases[] = {{"lcd_panel=ili9341\n", 1},
+                                                 {"lcd_panel=ili9341\nmore\n", 1},
+                                                 {"lcd_panel=ili9341", 0},
+                                                 {"lcd_panel=tvenc_pal\n", 0},
+                                                 {"\nlcd_panel=ili9341\n", 0},
+                                                 {"lcd_panel=ili93410\n", 0},
+                                                 {"", 0},
+                                                 {"\n", 0}};
+    for (const auto& [text, type] : cases) {
+        kernel.Put("/etc/lcdparams", text);
+        EXPECT_EQ(Varno::GetOutputType(), type) << text;
+    }
+}
+
+TEST_F(BoardServices, TvCable) {
+    const std::string gpio = "/sys/class/gpio/gpio" + kTvLine;
     EXPECT_FALSE(Varno::CheckTVoutWire()) << "no such line";
-    EXPECT_THAT(kernel.Commands(), testing::ElementsAre("echo " + std::to_string(Varno::Board::kTvDetectGpio) +
-                                                            " > /sys/class/gpio/export",
-                                                        "echo IN > " + gpio + "/direction"));
+    EXPECT_THAT(kernel.Commands(),
+                ElementsAre("echo " + kTvLine + " > /sys/class/gpio/export", "echo IN > " + gpio + "/direction"));
     const std::string with = std::to_string(Varno::Board::kTvCablePresentLevel);
     const std::string without = std::to_string(1 - Varno::Board::kTvCablePresentLevel);
-    for (const auto& [text, present] : std::vector<std::pair<std::string, bool>>{
-             {with + "\n", true}, {without + "\n", false}, {"", false}, {with, true}}) {
+    const std::pair<std::string, bool> cases[] = {
+        {with + "\n", true}, {without + "\n", false}, {"", false}, {with, true}};
+    for (const auto& [text, present] : cases) {
+        Printed();
         kernel.Put(gpio + "/value", text);
-        CaptureStdout();
         EXPECT_EQ(Varno::CheckTVoutWire(), present) << text;
-        EXPECT_THAT(GetCapturedStdout(), testing::ContainsRegex("^CheckTVoutWire:[0-9]+ TV out Line: [01]?\n$"));
+        EXPECT_THAT(Printed(), testing::ContainsRegex("^CheckTVoutWire:[0-9]+ TV out Line: [01]?\n$"));
     }
 }
 
-TEST(DisplayOutput, NextRegisters) {
-    support::FakeKernel kernel;
+TEST_F(BoardServices, NextRegisters) {
     constexpr char kFile[] = "/sys/devices/platform/mxs-pxp.0/nextreg_state";
-    CaptureStdout();
     RefreshNextReg();
-    EXPECT_EQ(GetCapturedStdout(), std::string("Can't open file ") + kFile + "\n");
+    EXPECT_EQ(Printed(), std::string("Can't open file ") + kFile + "\n");
     kernel.Put(kFile, "0123");
     RefreshNextReg();
     EXPECT_EQ(kernel.Get(kFile), std::string("1\0", 2));
 }
 
-TEST(Usb, OtgRoleIsTheAnswerOfTheCall) {
-    support::FakeKernel kernel;
+TEST_F(BoardServices, OtgRoleIsTheAnswerOfTheCall) {
     EXPECT_TRUE(Varno::IsOtgHost()) << "no device";
     kernel.Put("/dev/fsl_otg", "");
-    for (const auto& [answer, host] : {std::pair{0, false}, {1, true}, {-1, true}}) {
-        kernel.on_ioctl = [answer = answer](const std::string&, unsigned long request, void* state) {
+    for (const int answer : {0, 1, -1}) {
+        kernel.on_ioctl = [answer](const std::string&, unsigned long request, void* state) {
             *static_cast<int*>(state) = 77;
             return request == 0x80044201 ? answer : 99;
         };
-        EXPECT_EQ(Varno::IsOtgHost(), host) << answer;
+        EXPECT_EQ(Varno::IsOtgHost(), answer != 0) << answer;
     }
-    EXPECT_EQ(kernel.OpenFiles(), 0);
 }
 
-TEST(Usb, StorageGadgetAndReset) {
-    support::FakeKernel kernel;
+TEST_F(BoardServices, UsbStorageGadgetAndReset) {
     const auto start = kernel.Monotonic();
     Varno::StartUSBStorage();
     Varno::StopUSBStorage();
-    CaptureStdout();
     ResetUSB();
-    const std::string gpio = "/sys/class/gpio/gpio" + std::to_string(Varno::Board::kUsbResetGpio);
-    std::vector<std::string> commands = {
-        "/sbin/modprobe -r g_file_storage",
-        "echo " + std::to_string(Varno::Board::kUsbResetGpio) + " > /sys/class/gpio/export",
-        "echo out > " + gpio + "/direction"};
+    const std::string gpio = "/sys/class/gpio/gpio" + kUsbLine;
+    std::vector<std::string> commands = {"/sbin/modprobe -r g_file_storage",
+                                         "echo " + kUsbLine + " > /sys/class/gpio/export",
+                                         "echo out > " + gpio + "/direction"};
     std::chrono::nanoseconds duration = Varno::Board::kUsbResetSettle;
     for (const int level : Varno::Board::kUsbResetLevels) {
         commands.push_back("echo " + std::to_string(level) + " > " + gpio + "/value");
@@ -125,7 +126,7 @@ TEST(Usb, StorageGadgetAndReset) {
     }
     EXPECT_EQ(kernel.Commands(), commands);
     EXPECT_EQ(kernel.Monotonic() - start, duration);
-    EXPECT_THAT(GetCapturedStdout(), testing::HasSubstr("^^^ " + commands.back() + " ^^^\n^^^ResetUSB  0^^^\n"));
+    EXPECT_THAT(Printed(), testing::HasSubstr("^^^ " + commands.back() + " ^^^\n^^^ResetUSB  0^^^\n"));
 }
 
 TEST(PathStrings, Paths) {
@@ -168,18 +169,19 @@ TEST(PathStrings, ShellWordsAreWhatTheyWere) {
 }
 
 TEST(PathStrings, BoundedCopies) {
+    const struct {
+        std::size_t (*call)(char*, const char*, std::size_t);
+        const char* source;
+        std::size_t size, answer;
+        const char* result;
+    } steps[] = {{Varno::strlcpy, "abcdef", 4, 6, "abc"}, {Varno::strlcat, "de", 5, 5, "abcd"},
+                 {Varno::strlcpy, "", 5, 0, ""},          {Varno::strlcat, "xy", 5, 2, "xy"},
+                 {Varno::strlcpy, "abc", 0, 3, "xy"},     {Varno::strlcat, "abc", 1, 4, "xy" /* no end within 1 */}};
     char buffer[5] = "zzzz";
-    EXPECT_EQ(Varno::strlcpy(buffer, "abcdef", 4), 6U);
-    EXPECT_STREQ(buffer, "abc");
-    EXPECT_EQ(Varno::strlcat(buffer, "de", sizeof(buffer)), 5U);
-    EXPECT_STREQ(buffer, "abcd");
-    EXPECT_EQ(Varno::strlcpy(buffer, "", sizeof(buffer)), 0U);
-    EXPECT_EQ(Varno::strlcat(buffer, "xy", sizeof(buffer)), 2U);
-    EXPECT_STREQ(buffer, "xy");
-    EXPECT_EQ(Varno::strlcpy(buffer, "abc", 0), 3U);
-    EXPECT_STREQ(buffer, "xy");
-    EXPECT_EQ(Varno::strlcat(buffer, "abc", 1), 4U) << "not terminated within its size";
-    EXPECT_STREQ(buffer, "xy");
+    for (const auto& step : steps) {
+        EXPECT_EQ(step.call(buffer, step.source, step.size), step.answer) << "step " << &step - steps;
+        EXPECT_STREQ(buffer, step.result) << "step " << &step - steps;
+    }
 }
 
 }  // namespace

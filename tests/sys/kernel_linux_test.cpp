@@ -2,25 +2,25 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 
 namespace {
 
-TEST(KernelLinux, SystemAnswersAsTheShellDid) {
-    Varno::LinuxKernel kernel;
-    const struct {
-        const char* command;
-        int status;
-    } cases[] = {{"true", 0}, {"exit 3", 3 << 8}, {"/no/such/tool 2>/dev/null", 127 << 8}, {"kill -KILL $$", SIGKILL}};
-    for (const auto& c : cases)
-        EXPECT_EQ(kernel.System(c.command), c.status) << c.command;
-}
+using std::chrono::milliseconds;
 
-TEST(KernelLinux, SystemWaitsOnWhenASignalComes) {
+class KernelLinux : public testing::Test {
+  protected:
     Varno::LinuxKernel kernel;
+};
+
+TEST_F(KernelLinux, SystemAnswersAsTheShellDid) {
+    const std::pair<const char*, int> cases[] = {
+        {"true", 0}, {"exit 3", 3 << 8}, {"/no/such/tool 2>/dev/null", 127 << 8}, {"kill -KILL $$", SIGKILL}};
+    for (const auto& [command, status] : cases)
+        EXPECT_EQ(kernel.System(command), status) << command;
+    // A signal that comes meanwhile interrupts nothing.
     struct sigaction interrupting {};
     interrupting.sa_handler = [](int) {};
     struct sigaction before {};
@@ -29,9 +29,7 @@ TEST(KernelLinux, SystemWaitsOnWhenASignalComes) {
     sigaction(SIGUSR1, &before, nullptr);
 }
 
-TEST(KernelLinux, WaitsForReadableDescriptors) {
-    Varno::LinuxKernel kernel;
-    using std::chrono::milliseconds;
+TEST_F(KernelLinux, WaitsForReadableDescriptors) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     EXPECT_EQ(kernel.WaitReadable(ends[0], milliseconds(0)), 0);
@@ -43,8 +41,7 @@ TEST(KernelLinux, WaitsForReadableDescriptors) {
     EXPECT_EQ(errno, EBADF);
 }
 
-TEST(KernelLinux, FilesAndTime) {
-    Varno::LinuxKernel kernel;
+TEST_F(KernelLinux, FilesAndTime) {
     EXPECT_EQ(kernel.Open("/no/such/device", O_RDWR), -1);
     EXPECT_EQ(errno, ENOENT);
     const int fd = kernel.Open("/dev/null", O_RDWR);
@@ -55,8 +52,8 @@ TEST(KernelLinux, FilesAndTime) {
     EXPECT_EQ(kernel.Write(fd, parts, 2), 5);
     EXPECT_EQ(kernel.Close(fd), 0);
     const auto before = kernel.Monotonic();
-    kernel.Sleep(std::chrono::milliseconds(2));
-    EXPECT_GE(kernel.Monotonic() - before, std::chrono::milliseconds(2));
+    kernel.Sleep(milliseconds(2));
+    EXPECT_GE(kernel.Monotonic() - before, milliseconds(2));
     EXPECT_GT(kernel.RealTime().tv_sec, 1325376000);
     EXPECT_EQ(kernel.Path("/sys/power/poweroff_state"), "/sys/power/poweroff_state");
 }

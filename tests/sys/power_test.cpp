@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <vector>
-
 #include "tests/support/fake_kernel.h"
 
 namespace {
@@ -13,7 +11,7 @@ constexpr char kState[] = "/sys/power/poweroff_state";
 
 class Power : public testing::Test {
   protected:
-    Power() {
+    static void Restart() {
         Varno::accul_index = 0;
         Varno::g_firstAdc = true;
     }
@@ -26,20 +24,18 @@ class Power : public testing::Test {
 };
 
 TEST_F(Power, PercentageOfTheFirstReading) {
-    const struct {
-        long long millivolts;
-        int percent;
-    } cases[] = {{-5, 0},     {0, 0},      {1277, 0},   {1278, 0},           {1286, 0},           {1294, 0},
-                 {1308, 0},   {1309, 4},   {1662, 48},  {1663, 48},          {2038, 96},          {2045, 96},
-                 {2046, 100}, {2100, 100}, {9999, 100}, {4294967295LL, 100}, {99999999999LL, 100}};
-    for (const auto& c : cases) {
-        Varno::accul_index = 0;
-        Varno::g_firstAdc = true;
-        EXPECT_EQ(PercentAt(c.millivolts), c.percent) << c.millivolts;
+    const std::pair<long long, int> cases[] = {{-5, 0},     {0, 0},      {1277, 0},           {1278, 0},
+                                               {1286, 0},   {1294, 0},   {1308, 0},           {1309, 4},
+                                               {1662, 48},  {1663, 48},  {2038, 96},          {2045, 96},
+                                               {2046, 100}, {2100, 100}, {4294967295LL, 100}, {99999999999LL, 100}};
+    for (const auto& [millivolts, percent] : cases) {
+        Restart();
+        EXPECT_EQ(PercentAt(millivolts), percent) << millivolts;
     }
 }
 
 TEST_F(Power, RingShowsTheFirstReadingUntilItIsFullThenTheMean) {
+    Restart();
     const int first = PercentAt(1662);
     for (int i = 2; i <= 7; ++i)
         EXPECT_EQ(PercentAt(2046), first) << "reading " << i;
@@ -49,42 +45,33 @@ TEST_F(Power, RingShowsTheFirstReadingUntilItIsFullThenTheMean) {
 }
 
 TEST_F(Power, VoltageDropsTheLastByteAndSurvivesAnyText) {
-    const struct {
-        const char* text;
-        unsigned millivolts;
-    } cases[] = {{"2046000\n", 2046}, {"2046000", 204}, {"\n", 0},          {"", 0},
-                 {"-1000\n", 0},      {"none\n", 0},    {"1999999\n", 1999}};
     EXPECT_EQ(Varno::GetBatteryVoltage(), 0U) << "no battery driver";
-    for (const auto& c : cases) {
-        kernel.Put(kVoltage, c.text);
-        EXPECT_EQ(Varno::GetBatteryVoltage(), c.millivolts) << c.text;
+    const std::pair<const char*, unsigned> cases[] = {
+        {"2046000\n", 2046}, {"2046000", 204}, {"\n", 0}, {"", 0}, {"-1000\n", 0}, {"none\n", 0}, {"1999999\n", 1999}};
+    for (const auto& [text, millivolts] : cases) {
+        kernel.Put(kVoltage, text);
+        EXPECT_EQ(Varno::GetBatteryVoltage(), millivolts) << text;
     }
     EXPECT_EQ(Varno::GetBatteryStatus(), 1);
 }
 
 TEST_F(Power, Charger) {
-    constexpr char kOnline[] = "/sys/class/power_supply/usb/online";
     EXPECT_FALSE(Varno::IsACOnline());
-    for (const auto& [text, online] : std::vector<std::pair<const char*, bool>>{
-             {"1\n", true}, {"0\n", false}, {"", false}, {"11\n", false}, {"yes\n", false}}) {
-        kernel.Put(kOnline, text);
-        EXPECT_EQ(Varno::IsACOnline(), online) << text;
+    for (const std::string text : {"1\n", "0\n", "", "11\n", "yes\n"}) {
+        kernel.Put("/sys/class/power_supply/usb/online", text);
+        EXPECT_EQ(Varno::IsACOnline(), text == "1\n") << text;
     }
 }
 
 TEST_F(Power, PowerOffRequest) {
+    const std::string missing = "ERROR(No such file or directory): open /sys/power/poweroff_state.\n";
     testing::internal::CaptureStdout();
     EXPECT_EQ(GetPowerOffStatus(), -1);
     EXPECT_EQ(SetPowerOffStatus(), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "ERROR(No such file or directory): open /sys/power/poweroff_state.\n"
-              "ERROR(No such file or directory): open /sys/power/poweroff_state.\n");
-
     kernel.Put(kState, "1\n");
     EXPECT_EQ(GetPowerOffStatus(), 1);
-    testing::internal::CaptureStdout();
     EXPECT_EQ(SetPowerOffStatus(), 5);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "SetPowerOffStatus\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), missing + missing + "SetPowerOffStatus\n");
     EXPECT_EQ(kernel.Get(kState), std::string("0000\0", 5));
     EXPECT_EQ(GetPowerOffStatus(), 0);
     kernel.Put(kState, "");

@@ -8,8 +8,12 @@
 
 namespace {
 
-TEST(Storage, MountPoints) {
+class Storage : public testing::Test {
+  protected:
     support::FakeKernel kernel;
+};
+
+TEST_F(Storage, MountPoints) {
     EXPECT_EQ(Varno::GetMountpoint("/dev/loop0", "vfat"), "") << "no /proc";
     kernel.Put("/proc/mounts",
                "rootfs / rootfs rw 0 0\n"
@@ -22,9 +26,7 @@ TEST(Storage, MountPoints) {
                "/dev/my\\040disk /media/\\04x\\0 vfat rw 0 0\n"
                "/dev/mmcblk0p1 /media/sd vfat rw");
     const struct {
-        const char* device;
-        const char* type;
-        const char* directory;
+        const char *device, *type, *directory;
     } cases[] = {{"/dev/loop0", "vfat", "/media/nand disk\\a\tb#c/"},
                  {"/dev/loop0", "ext3", "/other"},
                  {"/dev/loop0", "ext4", ""},
@@ -32,35 +34,27 @@ TEST(Storage, MountPoints) {
                  {"/dev/mmcblk0p1", "vfat", "/media/sd"},
                  {"", "", ""}};
     for (const auto& c : cases)
-        EXPECT_EQ(Varno::GetMountpoint(c.device, c.type), c.directory) << c.device;
+        EXPECT_EQ(Varno::GetMountpoint(c.device, c.type), c.directory) << c.device << " " << c.type;
     EXPECT_EQ(Varno::GetNandDataPart(), "/media/nand disk\\a\tb#c");
 }
 
-TEST(Storage, FirstCardIsAWholeDiskWhateverStandsBesideIt) {
-    support::FakeKernel kernel;
-    EXPECT_EQ(Varno::GetMMCBlockSysDir(), "");
-    for (const char* name : {"mmcblk10", "mmcblk2rpmb", "mmcblk0boot0", "mmcblk0boot1", "mmcblk", "sda", "loop0",
-                             "mmcblk99999999999999999999"}) {
-        kernel.Put(std::string("/sys/block/") + name + "/size", "1\n");
-    }
-    EXPECT_EQ(Varno::GetMMCBlockSysDir(), "/sys/block/mmcblk10");
-    kernel.Put("/sys/block/mmcblk2/size", "1\n");
-    EXPECT_EQ(Varno::GetMMCBlockSysDir(), "/sys/block/mmcblk2");
-}
-
-TEST(Storage, FirstPartitionOfTheCard) {
-    support::FakeKernel kernel;
+TEST_F(Storage, FirstPartitionOfTheFirstCard) {
+    const auto add_disk = [this](const std::string& name) { kernel.Put("/sys/block/" + name + "/size", "1\n"); };
+    for (const char* name : {"mmcblk2rpmb", "mmcblk0boot0", "mmcblk", "sda", "mmcblk99999999999999999999"})
+        add_disk(name);
     testing::internal::CaptureStdout();
+    EXPECT_EQ(Varno::GetMMCBlockSysDir(), "") << "no whole disk";
     EXPECT_EQ(Varno::GetMMCFirstPart(), "");
     EXPECT_EQ(Varno::GetMMCFirstPartDev(), "");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "no card is no error";
-
-    kernel.Put("/sys/block/mmcblk0/size", "1\n");
+    for (const char* name : {"mmcblk10", "mmcblk2", "mmcblk0"}) {
+        add_disk(name);
+        EXPECT_EQ(Varno::GetMMCBlockSysDir(), std::string("/sys/block/") + name);
+    }
     testing::internal::CaptureStdout();
     EXPECT_EQ(Varno::GetMMCFirstPart(), "");
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "ERROR(No such file or directory): open /sys/block/mmcblk0/mmcblk0p1/stat.\n");
-
     kernel.Put("/sys/block/mmcblk0/mmcblk0p1/stat", "1 2 3\n");
     EXPECT_EQ(Varno::GetMMCFirstPartDev(), "/dev/mmcblk0p1");
     EXPECT_EQ(Varno::GetMMCFirstPart(), "") << "not mounted";
@@ -68,8 +62,8 @@ TEST(Storage, FirstPartitionOfTheCard) {
     EXPECT_EQ(Varno::GetMMCFirstPart(), "/media/sd-mmcblk0p1");
 }
 
-TEST(Storage, FreeSpace) {
-    support::FakeKernel kernel;
+TEST_F(Storage, FreeSpace) {
+    constexpr int kMost = std::numeric_limits<int>::max();
     const struct {
         unsigned long long blocks;
         long block_size;
@@ -80,9 +74,9 @@ TEST(Storage, FreeSpace) {
                  {3, 512, 2},
                  {2048, 1024, 2048},
                  {8ULL << 20, 512, 4 << 20},
-                 {std::numeric_limits<int>::max(), 1024, std::numeric_limits<int>::max()},
-                 {1ULL << 32, 1024, std::numeric_limits<int>::max()},
-                 {~0ULL, 1L << 30, std::numeric_limits<int>::max()},
+                 {kMost, 1024, kMost},
+                 {1ULL << 32, 1024, kMost},
+                 {~0ULL, 1L << 30, kMost},
                  {7, 0, 0}};
     std::string asked;
     for (const auto& c : cases) {

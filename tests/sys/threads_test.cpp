@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -18,67 +19,48 @@ bool Blocked(int signal) {
     return sigismember(&mask, signal) == 1;
 }
 
+// The task must live until the worker has run it.
+bool Start(Varno::WorkerThread& worker, std::function<void()>& task) {
+    const auto run = [](void* argument) -> void* {
+        (*static_cast<std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    return worker.Start(run, &task);
+}
+
 TEST(WorkerThread, RunsWithSignalsBlockedAndIsJoined) {
-    struct Seen {
-        bool interrupt = false;
-        bool terminate = false;
-    } seen;
     Varno::WorkerThread worker;
     EXPECT_FALSE(worker.Join()) << "none was started";
     for (int round = 0; round < 2; ++round) {
-        seen = {};
-        ASSERT_TRUE(worker.Start(
-            [](void* argument) -> void* {
-                auto* found = static_cast<Seen*>(argument);
-                found->interrupt = Blocked(SIGINT);
-                found->terminate = Blocked(SIGTERM);
-                return nullptr;
-            },
-            &seen));
+        bool blocked = false;
+        std::function<void()> task = [&] {
+            blocked = Blocked(SIGINT) && Blocked(SIGTERM);
+            EXPECT_FALSE(worker.Join()) << "itself";
+        };
+        ASSERT_TRUE(Start(worker, task));
         EXPECT_TRUE(worker.Joinable());
-        EXPECT_FALSE(worker.Start([](void*) -> void* { return nullptr; }, nullptr));
+        EXPECT_FALSE(Start(worker, task));
         EXPECT_EQ(errno, EBUSY);
         EXPECT_TRUE(worker.Join());
         EXPECT_FALSE(worker.Joinable());
-        EXPECT_TRUE(seen.interrupt && seen.terminate);
+        EXPECT_TRUE(blocked);
     }
     EXPECT_FALSE(Blocked(SIGTERM)) << "the starting thread keeps its mask";
 }
 
-TEST(WorkerThread, JoiningItselfIsRefused) {
-    struct Shared {
-        Varno::WorkerThread worker;
-        std::atomic<int> refused{0};
-    } shared;
-    ASSERT_TRUE(shared.worker.Start(
-        [](void* argument) -> void* {
-            auto* own = static_cast<Shared*>(argument);
-            own->refused = own->worker.Join() ? -1 : 1;
-            return nullptr;
-        },
-        &shared));
-    EXPECT_TRUE(shared.worker.Join());
-    EXPECT_EQ(shared.refused, 1);
-}
-
 TEST(WorkerThread, DestroyedByItselfItRunsOut) {
-    struct Shared {
-        std::unique_ptr<Varno::WorkerThread> worker = std::make_unique<Varno::WorkerThread>();
-        std::atomic<bool> go{false};
-        std::atomic<bool> destroyed{false};
-    } shared;
-    ASSERT_TRUE(shared.worker->Start(
-        [](void* argument) -> void* {
-            auto* own = static_cast<Shared*>(argument);
-            while (!own->go)
-                std::this_thread::yield();
-            own->worker.reset();
-            own->destroyed = true;
-            return nullptr;
-        },
-        &shared));
-    shared.go = true;
-    while (!shared.destroyed)
+    auto worker = std::make_unique<Varno::WorkerThread>();
+    std::atomic<bool> go{false};
+    std::atomic<bool> destroyed{false};
+    std::function<void()> task = [&] {
+        while (!go)
+            std::this_thread::yield();
+        worker.reset();
+        destroyed = true;
+    };
+    ASSERT_TRUE(Start(*worker, task));
+    go = true;
+    while (!destroyed)
         std::this_thread::yield();
 }
 

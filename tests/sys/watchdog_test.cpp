@@ -10,14 +10,12 @@ namespace {
 TEST(Watchdog, StartsKicksAndNeverTouchesAStrangersDescriptor) {
     support::FakeKernel kernel;
     std::vector<unsigned long> requests;
-    int timeout = 0;
-    int options = 0;
+    std::map<unsigned long, int> set;  // by request
     int error = 0;
     kernel.on_ioctl = [&](const std::string& path, unsigned long request, void* argument) {
         EXPECT_EQ(path, "/dev/watchdog");
         requests.push_back(request);
-        if (request == WDIOC_SETTIMEOUT) timeout = *static_cast<int*>(argument);
-        if (request == WDIOC_SETOPTIONS) options = *static_cast<int*>(argument);
+        if (argument) set[request] = *static_cast<int*>(argument);
         errno = error;
         return error ? -1 : 0;
     };
@@ -33,7 +31,7 @@ TEST(Watchdog, StartsKicksAndNeverTouchesAStrangersDescriptor) {
     kernel.Put("/dev/watchdog", "");
     watchdog.KeepLive();
     EXPECT_TRUE(watchdog.IsStarted());
-    EXPECT_EQ(timeout, 30);
+    EXPECT_EQ(set[WDIOC_SETTIMEOUT], 30);
     EXPECT_THAT(taken(), testing::ElementsAre(WDIOC_SETTIMEOUT, WDIOC_KEEPALIVE));
     watchdog.KeepLive();
     EXPECT_THAT(taken(), testing::ElementsAre(WDIOC_KEEPALIVE));
@@ -43,7 +41,7 @@ TEST(Watchdog, StartsKicksAndNeverTouchesAStrangersDescriptor) {
     testing::internal::CaptureStdout();
     EXPECT_TRUE(watchdog.Start());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error(Invalid argument) WDIOC_SETTIMEOUT\n");
-    EXPECT_EQ(options, 1);
+    EXPECT_EQ(set[WDIOC_SETOPTIONS], 1);
     // A refused kick opens the device again.
     const std::size_t opened = kernel.Opened().size();
     watchdog.KeepLive();

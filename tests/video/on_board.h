@@ -11,6 +11,20 @@
 
 #include "tests/support/virtual_board.h"
 
+// What `action` prints.
+inline std::string Printed(const std::function<void()>& action) {
+    testing::internal::CaptureStdout();
+    action();
+    return testing::internal::GetCapturedStdout();
+}
+
+inline int Count(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
+        ++count;
+    return count;
+}
+
 class OnBoard : public testing::Test {
   protected:
     // Lets time pass until `action`, which may sleep and join, has ended on a thread of its own. Returns what it took.
@@ -28,17 +42,5 @@ class OnBoard : public testing::Test {
     bool Until(const std::function<bool()>& condition) {
         return board.Clock().RunUntil(condition, std::chrono::seconds(30));
     }
-    std::string Printed(const std::function<void()>& action) {
-        testing::internal::CaptureStdout();
-        action();
-        return testing::internal::GetCapturedStdout();
-    }
-    static int Count(const std::string& text, const std::string& part) {
-        int count = 0;
-        for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-            ++count;
-        return count;
-    }
-
     support::VirtualBoard board;
 };

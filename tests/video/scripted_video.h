@@ -8,8 +8,6 @@
 #include <cstring>
 #include <map>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "tests/support/fake_kernel.h"
 
@@ -36,7 +34,6 @@ class ScriptedVideo final : public FakeKernel {
     int writable = 1;
     std::atomic<bool> quiet{false};  // answers without recording, and so without allocating
     int mappings = 0;
-    std::vector<std::pair<unsigned, int>> written_controls;
 
     // The `nth` call of `request` and the `times` - 1 after it fail.
     void Fail(unsigned long request, int nth, int error, int times = 1) { m_script[request] = {nth, times, error}; }
@@ -65,75 +62,55 @@ class ScriptedVideo final : public FakeKernel {
         int error;
     };
 
+    template <typename T>
+    static T& As(void* argument) {
+        return *static_cast<T*>(argument);
+    }
+
     int Answer(unsigned long request, void* argument) {
         const auto script = m_script.find(request);
         if (script != m_script.end() && --script->second.nth < 1 && script->second.times-- > 0) {
             errno = script->second.error;
             return -1;
         }
-        switch (request) {
-            case VIDIOC_QUERYCAP: {
-                auto& answer = *static_cast<v4l2_capability*>(argument);
-                answer.capabilities = capabilities;
-                answer.device_caps = device_capabilities;
-                if (device_capabilities) answer.capabilities |= V4L2_CAP_DEVICE_CAPS;
-                return 0;
-            }
-            case VIDIOC_G_FMT:
-                return Format(*static_cast<v4l2_format*>(argument), false);
-            case VIDIOC_S_FMT:
-                return Format(*static_cast<v4l2_format*>(argument), true);
-            case VIDIOC_REQBUFS:
-                static_cast<v4l2_requestbuffers*>(argument)->count = granted;
-                return 0;
-            case VIDIOC_QUERYBUF:
-            case VIDIOC_DQBUF: {
-                auto& buffer = *static_cast<v4l2_buffer*>(argument);
-                buffer.length = buffer_length;
-                buffer.m.offset = buffer.index * kBufferStride;
-                return 0;
-            }
-            case VIDIOC_ENUMOUTPUT:
-                std::strcpy(reinterpret_cast<char*>(static_cast<v4l2_output*>(argument)->name), "PxP LCD");
-                return 0;
-            case VIDIOC_G_OUTPUT:
-                *static_cast<int*>(argument) = 1;
-                return 0;
-            case VIDIOC_G_FBUF:
-                static_cast<v4l2_framebuffer*>(argument)->flags = 1;
-                return 0;
-            default:
-                return Control(request, argument);
+        if (request == VIDIOC_QUERYCTRL && As<v4l2_queryctrl>(argument).id != control.id) {
+            errno = EINVAL;
+            return -1;
         }
+        if (request == VIDIOC_QUERYCTRL) As<v4l2_queryctrl>(argument) = control;
+        if (request == VIDIOC_G_CTRL) As<v4l2_control>(argument).value = control_value;
+        if (request == VIDIOC_S_CTRL) control_value = As<v4l2_control>(argument).value;
+        if (request == VIDIOC_QUERYCAP) TellCapabilities(As<v4l2_capability>(argument));
+        if (request == VIDIOC_G_FMT || request == VIDIOC_S_FMT) {
+            Format(As<v4l2_format>(argument), request == VIDIOC_S_FMT);
+        }
+        if (request == VIDIOC_REQBUFS) As<v4l2_requestbuffers>(argument).count = granted;
+        if (request == VIDIOC_QUERYBUF || request == VIDIOC_DQBUF) {
+            auto& buffer = As<v4l2_buffer>(argument);
+            buffer.length = buffer_length;
+            buffer.m.offset = buffer.index * kBufferStride;
+        }
+        if (request == VIDIOC_ENUMOUTPUT) {
+            std::strcpy(reinterpret_cast<char*>(As<v4l2_output>(argument).name), "PxP LCD");
+        }
+        if (request == VIDIOC_G_OUTPUT) As<int>(argument) = 1;
+        if (request == VIDIOC_G_FBUF) As<v4l2_framebuffer>(argument).flags = 1;
+        return 0;
     }
 
-    int Format(v4l2_format& format, bool set) {
+    void TellCapabilities(v4l2_capability& answer) const {
+        answer.device_caps = device_capabilities;
+        answer.capabilities = capabilities | (device_capabilities ? V4L2_CAP_DEVICE_CAPS : 0);
+    }
+
+    void Format(v4l2_format& format, bool set) {
         if (!set) {
             format = m_formats.try_emplace(format.type, format).first->second;
-            return 0;
+            return;
         }
         if (format.type != V4L2_BUF_TYPE_VIDEO_OUTPUT_OVERLAY && answered_format.width)
             format.fmt.pix = answered_format;
         m_formats[format.type] = format;
-        return 0;
-    }
-
-    int Control(unsigned long request, void* argument) {
-        if (request == VIDIOC_QUERYCTRL) {
-            auto& query = *static_cast<v4l2_queryctrl*>(argument);
-            if (query.id != control.id) {
-                errno = EINVAL;
-                return -1;
-            }
-            query = control;
-        } else if (request == VIDIOC_G_CTRL) {
-            static_cast<v4l2_control*>(argument)->value = control_value;
-        } else if (request == VIDIOC_S_CTRL) {
-            const auto& wanted = *static_cast<v4l2_control*>(argument);
-            written_controls.emplace_back(wanted.id, wanted.value);
-            control_value = wanted.value;
-        }
-        return 0;
     }
 
     std::map<unsigned long, Script> m_script;
