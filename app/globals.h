@@ -18,9 +18,11 @@ extern int scr_width;
 // 0.
 void sig_int_handler(int signal);
 
-// What dialogs may ask of the main window without knowing it. UI thread; both may be null.
+// What dialogs and controls may ask of the main window without knowing it. UI thread; all may be null.
 struct MainWindowHooks {
     void (*stop_all_timers)() = nullptr;
     void (*start_all_timers)() = nullptr;
+    // Ends a running recording; its file is whole afterwards.
+    void (*finish_recording)() = nullptr;
 };
 extern MainWindowHooks g_mainWindowHooks;

@@ -119,6 +119,7 @@ void CVarnoSVMain::InitDialog() {
     initLut();
     g_mainWindowHooks.stop_all_timers = [] { m_pMain->StopAllTimer(); };
     g_mainWindowHooks.start_all_timers = [] { m_pMain->StartAllTimer(); };
+    g_mainWindowHooks.finish_recording = [] { m_pMain->FinishRecording(); };
     ShowWindow(m_hHwnd, SW_SHOWMAXIMIZED);
     UpdateWindow(m_hHwnd);
     SetActiveWindow(m_hHwnd);
@@ -153,6 +154,11 @@ void CVarnoSVMain::StartAllTimer() {
 void CVarnoSVMain::StopAllTimer() {
     StopStateMachine();
     if (m_pDateCtl != nullptr) m_pDateCtl->EnableTimeDisplay(false);
+}
+
+// The state machine finds out by itself.
+void CVarnoSVMain::FinishRecording() {
+    if (m_camctrl != nullptr) m_camctrl->StopRecordAVI();
 }
 
 void CALLBACK CVarnoSVMain::fnStateMachineTimerProc(HWND hwnd, UINT /*msg*/, UINT /*id*/, DWORD /*time*/) {

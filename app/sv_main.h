@@ -5,6 +5,7 @@
 
 #include "app/cam_status.h"
 #include "mwin/windows.h"
+#include "ui/base/varno_ui_dlg_warning.h"
 
 class CVarnoCamRecCtrl;
 class CVarnoUICtrlBrightAdjust;
@@ -14,6 +15,7 @@ class CVarnoUICtrlImageDisplayer;
 class CVarnoUICtrlPowerIcon;
 class CVarnoUICtrlRecMode;
 class CVarnoUICtrlSDChecker;
+class CVarnoUIDialog;
 
 // Free space of the medium that is recorded to, in KiB: the card's, else the internal storage's, else 100. -1 when it
 // is unknown.
@@ -35,7 +37,10 @@ class CVarnoSVMain {
     // Stops and starts the state machine and the clock on the screen, around a change of the system's time.
     void StartAllTimer();
     void StopAllTimer();
-    // Hides everything and pauses the camera, and back, around a dialog.
+    // Ends a running recording; its file is whole afterwards.
+    void FinishRecording();
+    // Hides everything and pauses the camera, and back, around a dialog. Calls nest, a warning may come over a menu:
+    // the outermost ones count.
     void EnterMenu();
     void ExitMenu();
 
@@ -78,6 +83,7 @@ class CVarnoSVMain {
     void KickWatchdog();
     void CheckSpace();
     void CheckPowerOff();
+    void ShowWarning(WaningBoxType kind) const;
     void WarnNoSpace(bool trace);
     void ChangeToNewState(CamStatus status);
     void DetectCamera();
@@ -96,6 +102,9 @@ class CVarnoSVMain {
     bool IsCameraPlaying() const;
     bool IsCameraRecording() const;
 
+    // sv_usb_export.cpp: the storage is a PC's while one is connected.
+    void ExportStorage();
+
     std::unique_ptr<CVarnoUICtrlDateDisplay> m_pDateCtl;
     std::unique_ptr<CVarnoUICtrlPowerIcon> m_pBattery;
     std::unique_ptr<CVarnoUICtrlRecMode> m_pRecMode;
@@ -112,8 +121,10 @@ class CVarnoSVMain {
     std::unique_ptr<CVarnoCamRecCtrl> m_camctrl;
     std::unique_ptr<CVarnoUICtrlImageDisplayer> m_pRecordingImageCtrl;
     std::unique_ptr<CVarnoUICtrlImageDisplayer> m_pFunnelCtrl;
-    bool m_bTimerContinue = true;  // while false, a tick only kicks the watchdog
-    DWORD m_nLastWatchTick = 0;    // milliseconds; 0: never kicked
+    CVarnoUIDialog* m_dlgCurDlg = nullptr;  // open from live view, or null
+    int m_nMenuDepth = 0;                   // how often EnterMenu was called without ExitMenu
+    bool m_bTimerContinue = true;           // while false, a tick only kicks the watchdog
+    DWORD m_nLastWatchTick = 0;             // milliseconds; 0: never kicked
     bool m_bCanEnterSpaceAutoWarn = true;
     bool m_pwflag = false;          // the power-off request was acted on
     bool m_ForbidKeyflag = false;   // the picture goes to a TV: no keys, no icons

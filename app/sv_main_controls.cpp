@@ -99,6 +99,7 @@ void CVarnoSVMain::HideCtrlIcon() {
 
 void CVarnoSVMain::EnterMenu() {
     varno_printf(DBG_LV_DEBUG, "%s:%d Enter menu\n", __func__, __LINE__);
+    if (m_nMenuDepth++ > 0) return;
     HideCtrlIcon();
     if (m_pRecordingImageCtrl != nullptr) m_pRecordingImageCtrl->Show(SW_HIDE);
     ShowFunnelCtrl(SW_HIDE);
@@ -107,6 +108,7 @@ void CVarnoSVMain::EnterMenu() {
 
 void CVarnoSVMain::ExitMenu() {
     varno_printf(DBG_LV_DEBUG, "%s:%d Exit menu\n", __func__, __LINE__);
+    if (m_nMenuDepth == 0 || --m_nMenuDepth > 0) return;
     if (!m_ForbidKeyflag) {
         DisableBright();
         DisableFocus();

@@ -2,7 +2,7 @@
 // work.
 #include <chrono>
 #include <cstdio>
-#include <string>
+#include <memory>
 
 #include "app/globals.h"
 #include "app/mxs_watchdog.h"
@@ -11,6 +11,7 @@
 #include "sys/kernel.h"
 #include "sys/sleep.h"
 #include "sys/varno_sv_utils.h"
+#include "ui/base/varno_ui_dlg_warning.h"
 #include "ui/controls/varno_ui_ctrl_image_displayer.h"
 #include "ui/controls/varno_ui_ctrl_rec_mode.h"
 #include "video/varno_cam_rec_ctrl.h"
@@ -22,6 +23,7 @@ namespace {
 constexpr UINT kTimerId = 0x10000005;
 constexpr UINT kPeriodMs = 200;
 constexpr DWORD kWatchdogPeriodMs = 10000;
+constexpr int kUsbHost = 2;  // the OTG port's answer while a PC is connected
 constexpr int kMinimumKib = 2048;
 constexpr int kSpaceWithoutMedium = 100;  // KiB: too little for anything
 constexpr int kLiveWidth = 320;
@@ -60,6 +62,10 @@ void CVarnoSVMain::ChangeToNewState(CamStatus status) {
 void CVarnoSVMain::StateMachine() {
     KickWatchdog();
     if (!m_bTimerContinue) return;
+    if (CVarnoSVSetting::GetInstance().GetOTGStatus() == kUsbHost) {
+        ExportStorage();
+        return;
+    }
     CheckSpace();
     CheckPowerOff();
     switch (m_curStatus) {
@@ -106,10 +112,16 @@ void CVarnoSVMain::CheckSpace() {
     if (GetAvailSpace() < kMinimumKib && m_bCanEnterSpaceAutoWarn) WarnNoSpace(true);
 }
 
+void CVarnoSVMain::ShowWarning(WaningBoxType kind) const {
+    const std::unique_ptr<CVarnoUIDlgWarning> dialog(CVarnoUIDlgWarning::CreateNew(m_hInst, nullptr));
+    dialog->DoModal(kind);
+}
+
 // Ends whatever is recorded. Ticks that run meanwhile find m_bTimerContinue cleared.
 void CVarnoSVMain::WarnNoSpace(bool trace) {
     m_bTimerContinue = false;
     EnterMenu();
+    ShowWarning(WARNBOX_NoSpace);
     if (trace) printf("WARNBOX_NoSpace\n");
     Varno::ReleaseVMCache(Varno::K_CACHE_PAGE);
     ExitMenu();
@@ -117,10 +129,12 @@ void CVarnoSVMain::WarnNoSpace(bool trace) {
     m_bCanEnterSpaceAutoWarn = false;
 }
 
+// Once per run. Ticks go on during the farewell: they find the camera paused and the request taken.
 void CVarnoSVMain::CheckPowerOff() {
     if (GetPowerOffStatus() == 0 || m_pwflag) return;
     m_pwflag = true;
     EnterMenu();
+    ShowWarning(WARNBOX_EXIT);
     Varno::kernel().Sync();
     SetPowerOffStatus();
     ExitMenu();

@@ -1,10 +1,13 @@
 #include "mwin/controls.h"
 
+#include "mwin/window.h"
+
 int MwInitializeDialogs(HINSTANCE instance) {
     mwin::RegisterDialogClass(instance);
     mwin::RegisterStaticControl(instance);
     mwin::RegisterListBox(instance);
     mwin::RegisterProgressBar(instance);
+    if (instance != nullptr && mwin::Desktop() != nullptr) mwin::Desktop()->instance = instance;
     return 1;
 }
 

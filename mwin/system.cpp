@@ -69,8 +69,9 @@ COLORREF GetSysColor(int index) {
         case COLOR_HIGHLIGHT:
             return RGB(0x16, 0x42, 0x73);
         case COLOR_SCROLLBAR:
-        case COLOR_BTNFACE:
             return RGB(0xC0, 0xC0, 0xC0);
+        case COLOR_BTNFACE:
+            return RGB(0xF0, 0xF0, 0xF0);
         default:  // background, frame, text
             return RGB(0, 0, 0);
     }

@@ -198,7 +198,8 @@ struct CREATESTRUCT {
 // ---- Start ---------------------------------------------------------------------------------------------------------
 // The program's entry; called once by main after the kernel and the machine are installed.
 int WinMain(HINSTANCE instance, HINSTANCE previous, LPSTR command_line, int show);
-// Registers the dialog class and the built-in controls. Idempotent.
+// Registers the dialog class and the built-in controls, and gives the desktop window the program's instance.
+// Idempotent.
 int MwInitializeDialogs(HINSTANCE instance);
 // 1: strings are UTF-8 where a whole string is valid UTF-8, else GB2312 (GBK). 0: one byte is one character (ISO
 // 8859-1).

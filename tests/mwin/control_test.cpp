@@ -59,7 +59,7 @@ TEST_F(ControlTest, StaticIsColouredByItsParent) {
     brush = nullptr;
     InvalidateRect(text, nullptr, FALSE);
     RunUntilIdle();
-    EXPECT_EQ(screen.At(11, 11), 0xFFC0C0C0U) << "no brush: the default one";
+    EXPECT_EQ(screen.At(11, 11), 0xFFF0F0F0U) << "no brush: the default one";
 }
 
 TEST_F(ControlTest, SettingWhatIsShownRepaintsNothing) {

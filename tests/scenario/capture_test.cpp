@@ -4,38 +4,13 @@
 #include "tests/scenario/scenario.h"
 
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::SizeIs;
 
 namespace scenario {
 namespace {
 
-class Capture : public ScenarioTest {
-  protected:
-    // The program's video mode, from its still mode.
-    void ChooseVideo() { program->Press(VK_F3); }
-    void SetCardSpace(int kib) {
-        board.Folder().SetFreeKib(board::Medium::Card, kib);
-        board.Folder().Sync();
-    }
-    std::string CardFile(const std::string& name) { return board.Read("/media/sd-mmcblk0p1/DCIM/" + name); }
-    void ExpectLiveView() {
-        EXPECT_TRUE(RunUntilState("VIEW"));
-        EXPECT_TRUE(program->RunUntilLive());
-        EXPECT_TRUE(VideoRuns());
-        EXPECT_EQ(VideoSize(), "320x240");
-        EXPECT_EQ(Drawn(kFunnelBox), 0);
-        EXPECT_EQ(Drawn(kRecordingBox), 0);
-    }
-};
-
-std::uint32_t Word(const std::string& bytes, std::size_t at) {
-    std::uint32_t value = 0;
-    for (unsigned i = 0; i < 4; ++i)
-        value |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes.at(at + i))) << 8 * i;
-    return value;
-}
+using Capture = ScenarioTest;
 
 TEST_F(Capture, EnterTakesAStill) {
     StartLive();
@@ -96,56 +71,6 @@ TEST_F(Capture, EnterStartsAndStopsAVideo) {
     EXPECT_GE(video.size(), frames * std::size_t{153600});
 }
 
-TEST_F(Capture, LimitOfTheSpaceIs2048KiB) {
-    StartLive();
-    SetCardSpace(2047);
-    program->Advance(1s);
-    EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), 1);
-    ExpectLiveView();
-    program->Advance(3s);
-    ExpectLcd("no_space");
-    program->Press(VK_RETURN);
-    ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n"));
-    ExpectLiveView();
-    EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), 2);
-    EXPECT_EQ(Printed("Saving to jpeg file"), 0);
-
-    ChooseVideo();
-    program->Press(VK_RETURN);
-    ASSERT_TRUE(program->RunUntilPrinted("nand have not enough space\n"));
-    ExpectLiveView();
-    EXPECT_THAT(CardFiles(), IsEmpty());
-    EXPECT_THAT(board.Commands(), testing::Contains("echo 1 > /proc/sys/vm/drop_caches"));
-
-    SetCardSpace(2048);
-    program->Press(VK_RETURN);
-    ASSERT_TRUE(program->RunUntilPrinted("nand have enough space\n"));
-    EXPECT_TRUE(RunUntilState("REC_VIDEO"));
-}
-
-TEST_F(Capture, AStillFitsInto2048KiB) {
-    SetCardSpace(2048);
-    StartLive();
-    program->Press(VK_RETURN);
-    EXPECT_TRUE(program->RunUntil([&] { return CardFiles().size() == 1; }));
-    ExpectLiveView();
-    EXPECT_EQ(Printed("Saving to jpeg file"), 1);
-}
-
-TEST_F(Capture, WithoutAMediumNothingIsRecorded) {
-    board.InsertCard(false);
-    board::InsertMedium(board.Block(), &board::Block::nand, false);
-    board.Folder().Sync();
-    StartLive();
-    program->Press(VK_RETURN);
-    ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n"));
-    ExpectLiveView();
-    ChooseVideo();
-    program->Press(VK_RETURN);
-    EXPECT_TRUE(program->RunUntilPrinted("nand have not enough space\n"));
-    ExpectLiveView();
-}
-
 TEST_F(Capture, WithoutACardTheInternalStorageIsUsed) {
     board.InsertCard(false);
     board.Folder().Sync();
@@ -188,40 +113,12 @@ TEST_F(Capture, CameraPulledInAnyStateComesBack) {
 TEST_F(Capture, CameraPulledWhileRecordingEndsTheVideo) {
     StartLive();
     ChooseVideo();
-    program->Press(VK_RETURN);
-    ASSERT_TRUE(RunUntilState("REC_VIDEO"));
-    program->Advance(2s);
+    RecordForAWhile();
     board.PlugCamera(false);
     EXPECT_TRUE(RunUntilState("DETECT"));
     EXPECT_EQ(Drawn(kRecordingBox), 0);
     ASSERT_THAT(CardFiles(), SizeIs(1));
-    const std::string video = CardFile(CardFiles()[0]);
-    EXPECT_EQ(Word(video, 4) + 8, video.size());
-    EXPECT_GT(Word(video, 48), 20U);
-}
-
-TEST_F(Capture, WarningsEndTheVideoWhole) {
-    StartLive();
-    ChooseVideo();
-    std::size_t videos = 0;
-    const auto record_until = [&](const std::function<void()>& event, const char* printed) {
-        SCOPED_TRACE(printed);
-        program->Press(VK_RETURN);
-        ASSERT_TRUE(RunUntilState("REC_VIDEO"));
-        program->Advance(2s);
-        const std::size_t from = program->Output().size();
-        event();
-        board.Folder().Sync();
-        ASSERT_TRUE(program->RunUntilPrinted(printed, from));
-        ExpectLiveView();
-        ASSERT_THAT(CardFiles(), SizeIs(++videos));
-        const std::string video = CardFile(CardFiles().back());
-        EXPECT_EQ(Word(video, 4) + 8, video.size());
-        EXPECT_GT(Word(video, 48), 20U);
-    };
-    record_until([&] { SetCardSpace(2000); }, "WARNBOX_NoSpace\n");
-    SetCardSpace(100000);
-    record_until([&] { board.Set(&board::Block::power_off_requested, true); }, "SetPowerOffStatus\n");
+    ExpectWholeVideo(CardFiles()[0], 20);
 }
 
 TEST_F(Capture, StillOfALostCameraIsEndedByTheWatchdog) {

@@ -156,21 +156,12 @@ TEST_F(LiveView, OnTheTvThereAreNoIconsAndNoKeys) {
     EXPECT_TRUE(VideoRuns());
 }
 
-TEST_F(LiveView, FeedsTheWatchdogAndMindsThePower) {
+TEST_F(LiveView, FeedsTheWatchdog) {
     StartLive();
     EXPECT_TRUE(board.Get(&board::Block::watchdog).armed);
     program->Advance(35s);
     EXPECT_FALSE(board::WatchdogStarved(board.Block(), board.Clock().Monotonic()));
     EXPECT_EQ(Printed("SetPowerOffStatus\n"), 0);
-    board.Set(&board::Block::power_off_requested, true);
-    board.Folder().Sync();
-    program->Advance(1s);
-    EXPECT_EQ(Printed("SetPowerOffStatus\n"), 1);
-    board.Set(&board::Block::power_off_requested, true);
-    board.Folder().Sync();
-    program->Advance(1s);
-    EXPECT_EQ(Printed("SetPowerOffStatus\n"), 1);
-    End();
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include <fstream>
 #include <iostream>
 
+#include "settings/varno_sv_setting.h"
+
 namespace scenario {
 
 bool g_updateReferences = false;
@@ -57,11 +59,20 @@ bool Differs(std::uint32_t a, std::uint32_t b) {
 
 }  // namespace
 
+std::uint32_t Word(const std::string& bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (unsigned i = 0; i < 4; ++i)
+        value |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes.at(at + i))) << 8 * i;
+    return value;
+}
+
 ScenarioTest::ScenarioTest() : source_directory(std::filesystem::current_path()) {
     setenv("TZ", "UTC", 1);
     tzset();
     std::string source = "file:" + source_directory + "/tests/scenario/reference/camera.png";
     board::SetCameraSource(board.Block(), source);
+    // The store outlives the tests before: it is to ask this one's board.
+    CVarnoSVSetting::GetInstance().InitFSLOTG();
 }
 
 ScenarioTest::~ScenarioTest() = default;
@@ -97,6 +108,33 @@ bool ScenarioTest::VideoRuns() {
 std::string ScenarioTest::VideoSize() {
     const auto camera = board.Get(&board::Block::camera);
     return std::to_string(camera.width) + "x" + std::to_string(camera.height);
+}
+
+void ScenarioTest::ExpectLiveView() {
+    EXPECT_TRUE(RunUntilState("VIEW"));
+    EXPECT_TRUE(program->RunUntilLive());
+    EXPECT_TRUE(VideoRuns());
+    EXPECT_EQ(VideoSize(), "320x240");
+    EXPECT_EQ(Drawn(kFunnelBox), 0);
+    EXPECT_EQ(Drawn(kRecordingBox), 0);
+}
+
+void ScenarioTest::RecordForAWhile() {
+    program->Press(VK_RETURN);
+    ASSERT_TRUE(RunUntilState("REC_VIDEO"));
+    program->Advance(2s);
+}
+
+void ScenarioTest::ExpectWholeVideo(const std::string& name, unsigned frames) {
+    const std::string video = CardFile(name);
+    ASSERT_GT(video.size(), 100U) << name;
+    EXPECT_EQ(Word(video, 4) + 8, video.size()) << name;
+    EXPECT_GE(Word(video, 48), frames) << name;  // of the main header
+}
+
+void ScenarioTest::SetCardSpace(int kib) {
+    board.Folder().SetFreeKib(board::Medium::Card, kib);
+    board.Folder().Sync();
 }
 
 int ScenarioTest::Drawn(const Box& box) {

@@ -26,6 +26,9 @@ constexpr Box kModeBox{3, 6, 59, 50}, kCardBox{259, 6, 287, 27}, kBatteryBox{294
     kDateBox{74, 217, 246, 236}, kBrightBox{127, 180, 193, 210}, kZoomBox{278, 93, 308, 147},
     kRecordingBox{266, 31, 315, 53}, kFunnelBox{152, 109, 167, 130};
 
+// A little-endian 32-bit number of a file.
+std::uint32_t Word(const std::string& bytes, std::size_t at);
+
 // True while the tests were asked to write reference pictures instead of comparing with them.
 extern bool g_updateReferences;
 
@@ -48,11 +51,22 @@ class ScenarioTest : public testing::Test {
     bool VideoRuns();
     std::string VideoSize();
 
+    // The camera's picture moves again, whatever happened before.
+    void ExpectLiveView();
+    // Presses the capture key in video mode and lets the recording run for two seconds.
+    void RecordForAWhile();
+    // A file in the card's folder is a finished clip of at least so many frames.
+    void ExpectWholeVideo(const std::string& name, unsigned frames);
+    // The program's video mode, from its still mode.
+    void ChooseVideo() { program->Press(VK_F3); }
+    void SetCardSpace(int kib);
+
     // Pixels of the user interface in a box that are not the video's.
     int Drawn(const Box& box);
     // The LCD looks as in tests/scenario/reference/<name>.png.
     void ExpectLcd(const std::string& name);
     std::vector<std::string> CardFiles() { return board.Files(board::Medium::Card, "DCIM"); }
+    std::string CardFile(const std::string& name) { return board.Read("/media/sd-mmcblk0p1/DCIM/" + name); }
     int Printed(const std::string& text);
 
     const std::string source_directory;

@@ -43,8 +43,9 @@ class FakeKernel : public Varno::Kernel {
     std::function<int(const std::string& path, unsigned long request, void* argument)> on_ioctl;  // default: 0
     std::function<int(const std::string& command)> on_system;                                     // default: 0
     std::function<int(const char* path, struct statfs* result)> on_statfs;                        // default: ENOENT
-    std::size_t write_limit = 0;  // most bytes that one Write takes, 0 for no limit
-    bool sets_clock = true;       // SetRealTime moves the wall clock
+    std::function<void()> on_sleep;  // before a sleep; default: nothing
+    std::size_t write_limit = 0;     // most bytes that one Write takes, 0 for no limit
+    bool sets_clock = true;          // SetRealTime moves the wall clock
     // The `n`-th call from now, counted from 1, fails with `error`.
     void FailNth(Call call, int n, int error) { m_faults[call] = {n, error}; }
 
@@ -161,6 +162,7 @@ class FakeKernel : public Varno::Kernel {
         return m_monotonic;
     }
     void Sleep(std::chrono::nanoseconds duration) override {
+        if (on_sleep) on_sleep();
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_monotonic += duration;
     }

@@ -1,4 +1,6 @@
 // Indicators of mode, battery and card.
+#include <algorithm>
+
 #include "sys/varno_sv_utils.h"
 #include "tests/ui/ui_fixture.h"
 #include "ui/controls/varno_ui_ctrl_battery.h"
@@ -128,89 +130,131 @@ TEST_F(RecModeTest, BlinksAndCountsWhileRecording) {
 constexpr std::uint32_t kGreenPixel = 0xFF00FF00;
 constexpr std::uint32_t kRedPixel = 0xFFFF0000;
 
-TEST_F(UiTest, BatteryFillsByLevels) {
-    const std::unique_ptr<CVarnoUICtrlBattery> battery(
-        CVarnoUICtrlBattery::CreateNew(Instance(), parent, 100, 50, 34, 22));
-    battery->SetBatteryColor(0xFFFF0000);
-    battery->SetPowerColor(0xFF00FF00);
-    battery->Show(SW_SHOW);
-    // Lines of 4 pixels: a body of 26×22, its charge within 14×10, a terminal of 8×11.
-    const RECT place{100, 50, 134, 72};
-    for (const auto& [percent, columns] : {std::pair<unsigned, int>{100, 14},
-                                           {81, 14},
-                                           {80, 12},
-                                           {61, 12},
-                                           {60, 9},
-                                           {41, 9},
-                                           {40, 7},
-                                           {20, 7},
-                                           {19, 4},
-                                           {16, 4},
-                                           {15, 3},
-                                           {0, 3},
-                                           {500, 14}}) {
-        battery->RefreshPercent(percent);
-        FlushNow();
-        EXPECT_EQ(Count(place, kGreenPixel), columns * 10) << percent;
+// The battery at its size on the LCD; the middle row shows the charge.
+std::string BatteryPicture(const std::string& middle) {
+    const std::string edge = "#################....\n";
+    const std::string inside = "##.............##....\n";
+    std::string picture = edge + edge + inside;
+    for (int i = 0; i < 5; ++i)
+        picture += middle + "\n";
+    return picture + inside + edge + edge;
+}
+
+struct Charge {
+    unsigned percent;
+    const char* middle;
+};
+constexpr Charge kCharges[] = {
+    {500, "##.###########.######"}, {81, "##.###########.######"}, {80, "##.#########...######"},
+    {61, "##.#########...######"},  {60, "##.#######.....######"}, {41, "##.#######.....######"},
+    {40, "##.#####.......######"},  {20, "##.#####.......######"}, {19, "##.###.........######"},
+    {16, "##.###.........######"},  {15, "##.##..........######"}, {0, "##.##..........######"}};
+
+// '#' where the screen has `ink`, '.' where the video shows, '?' elsewhere.
+std::string Picture(const mwin_test::FakeScreen& screen, const RECT& place, std::uint32_t ink) {
+    std::string picture;
+    for (int y = place.top; y < place.bottom; ++y) {
+        for (int x = place.left; x < place.right; ++x)
+            picture += screen.At(x, y) == ink ? '#' : screen.At(x, y) == kKeyPixel ? '.' : '?';
+        picture += '\n';
     }
-    EXPECT_EQ(Count(place, 0xFF0000FF), 26 * 22 - 18 * 14 + 8 * 11);
-    battery->RefreshPercent(100);
-    FlushNow();
+    return picture;
+}
+
+TEST_F(UiTest, BatteryIsDrawnToThePixel) {
+    const std::unique_ptr<CVarnoUICtrlBattery> battery(
+        CVarnoUICtrlBattery::CreateNew(Instance(), parent, 294, 6, 21, 11));
+    battery->Show(SW_SHOW);
+    for (const auto& [color, pixel] : {std::pair{0xFF00FF00U, kGreenPixel}, std::pair{0xFF0000FFU, kRedPixel}}) {
+        battery->SetBatteryColor(color);
+        battery->SetPowerColor(color);
+        for (const Charge& charge : kCharges) {
+            battery->RefreshPercent(charge.percent);
+            FlushNow();
+            EXPECT_EQ(Picture(screen, {294, 6, 315, 17}, pixel), BatteryPicture(charge.middle)) << charge.percent;
+        }
+    }
     const int updated = screen.updated_pixels;
-    battery->RefreshPercent(100);
-    battery->SetPowerColor(0xFF00FF00);
+    battery->RefreshPercent(0);
+    battery->SetPowerColor(0xFF0000FF);
     FlushNow();
     EXPECT_EQ(screen.updated_pixels, updated);
 }
 
 class PowerIconTest : public UiTest {
   protected:
-    PowerIconTest() {
-        Varno::accul_index = 0;
-        Varno::g_firstAdc = true;
-        kernel.Put("/sys/power/poweroff_state", "0001\n");
-    }
-    // What is seen two, four, six and eight seconds after the start: green, red or nothing.
-    std::string Run(int millivolts, bool charger) {
+    PowerIconTest() { kernel.Put("/sys/power/poweroff_state", "0001\n"); }
+    void SetBattery(int millivolts, bool charger) {
         kernel.Put("/sys/class/power_supply/battery/voltage_now", std::to_string(millivolts) + "000\n");
         kernel.Put("/sys/class/power_supply/usb/online", charger ? "1\n" : "0\n");
-        const std::unique_ptr<CVarnoUICtrlPowerIcon> icon(
-            CVarnoUICtrlPowerIcon::CreateNew(Instance(), parent, 294, 6, 21, 17));
-        icon->Show(SW_SHOW);
-        std::string seen;
-        const RECT battery{294, 6, 315, 17};
-        for (int i = 0; i < 4; ++i) {
-            Pass(2000);
-            seen += Count(battery, kGreenPixel) > 0 ? 'g' : Count(battery, kRedPixel) > 0 ? 'r' : '.';
-        }
-        plug_pixels = 21 * 6 - Count({294, 17, 315, 23}, kKeyPixel);
-        return seen;
     }
-    int plug_pixels = 0;
+    // A fresh icon that shows.
+    void Begin() {
+        Varno::accul_index = 0;
+        Varno::g_firstAdc = true;
+        icon.reset(CVarnoUICtrlPowerIcon::CreateNew(Instance(), parent, 294, 6, 21, 17));
+        icon->Show(SW_SHOW);
+    }
+    bool Drawn(const char* middle, std::uint32_t pixel) {
+        return Picture(screen, {294, 6, 315, 17}, pixel) == BatteryPicture(middle);
+    }
+    int PlugPixels() { return 21 * 6 - Count({294, 17, 315, 23}, kKeyPixel); }
+
+    std::unique_ptr<CVarnoUICtrlPowerIcon> icon;
 };
 
-TEST_F(PowerIconTest, FullAndCharging) {
-    EXPECT_EQ(Run(2046, true), "gggg");
-    EXPECT_GT(plug_pixels, 30);
-}
-
-TEST_F(PowerIconTest, TwentyPercentStaysOn) {
-    EXPECT_EQ(Run(1440, false), "gggg");  // 21 per cent, shown as 20
-    EXPECT_EQ(plug_pixels, 0);
-}
-
-TEST_F(PowerIconTest, LowBlinks) {
-    EXPECT_EQ(Run(1420, true), "r.r.");
+TEST_F(PowerIconTest, FromMillivoltsToPixels) {
+    struct Case {
+        int millivolts;
+        unsigned charge;  // one that looks like it
+        std::uint32_t pixel;
+    };
+    for (const Case& c : {Case{0, 0, kRedPixel}, Case{1277, 0, kRedPixel}, Case{1309, 0, kRedPixel},
+                          Case{1400, 15, kRedPixel}, Case{1401, 16, kRedPixel}, Case{1431, 19, kRedPixel},
+                          Case{1432, 20, kGreenPixel}, Case{1615, 40, kGreenPixel}, Case{1616, 41, kGreenPixel},
+                          Case{1769, 60, kGreenPixel}, Case{1770, 61, kGreenPixel}, Case{1923, 80, kGreenPixel},
+                          Case{1924, 81, kGreenPixel}, Case{2046, 500, kGreenPixel}, Case{5000, 500, kGreenPixel}}) {
+        SetBattery(c.millivolts, true);
+        Begin();
+        Pass(2000);
+        const auto* charge = std::find_if(std::begin(kCharges), std::end(kCharges),
+                                          [&](const Charge& known) { return known.percent == c.charge; });
+        EXPECT_TRUE(Drawn(charge->middle, c.pixel)) << c.millivolts;
+        // Below 20 per cent it blinks, charger or not.
+        Pass(2000);
+        EXPECT_EQ(Count({294, 6, 315, 17}, c.pixel) > 0, c.pixel == kGreenPixel) << c.millivolts;
+        Pass(2000);
+        EXPECT_TRUE(Drawn(charge->middle, c.pixel)) << c.millivolts;
+        EXPECT_GT(PlugPixels(), 30);
+    }
     EXPECT_THAT(PrintedSoFar(), Not(HasSubstr("Voltage is too low")));
 }
 
-TEST_F(PowerIconTest, EmptyOnTheChargerStaysOn) {
-    EXPECT_EQ(Run(1278, true), "r.r.");
-    EXPECT_THAT(PrintedSoFar(), Not(HasSubstr("Voltage is too low")));
+TEST_F(PowerIconTest, AveragesEightReadings) {
+    SetBattery(2046, false);
+    Begin();
+    Pass(2000);
+    SetBattery(1500, false);
+    for (int reading = 2; reading <= 7; ++reading) {
+        Pass(2000);
+        EXPECT_TRUE(Drawn(kCharges[0].middle, kGreenPixel)) << reading;
+    }
+    EXPECT_EQ(PlugPixels(), 0);
+    Pass(2000);  // the mean of all eight, 1568 mV: 36 per cent
+    EXPECT_TRUE(Drawn("##.#####.......######", kGreenPixel));
+    // A hidden icon reads nothing.
+    icon->Show(SW_HIDE);
+    SetBattery(2046, false);
+    Pass(20000);
+    icon->Show(SW_SHOW);
+    Pass(4000);  // two of eight readings are full: 1636 mV
+    EXPECT_TRUE(Drawn("##.#######.....######", kGreenPixel));
 }
 
 TEST_F(PowerIconTest, EmptyPowersOff) {
-    Run(1278, false);
+    SetBattery(1278, false);
+    Begin();
+    Pass(2000);
     EXPECT_THAT(PrintedSoFar(), HasSubstr("Voltage is too low!power off\nSetPowerOffStatus\n"));
     EXPECT_THAT(kernel.Get("/sys/power/poweroff_state"), testing::StartsWith("0000"));
 }

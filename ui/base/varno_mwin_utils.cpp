@@ -39,6 +39,26 @@ HFONT CreateFaceFont(const char* face, int height, int weight) {
     return CreateFont(height, 0, 0, 0, weight, 0, 0, 0, 0, 0, 0, 0, 0, face);
 }
 
+HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::string& text,
+                        const RECT& place) {
+    constexpr int kSmallest = 9;  // of a height that can still be read
+    HDC dc = GetDC(window);
+    HFONT font = CreateFaceFont(face, height, weight);
+    const auto fits = [&] {
+        HGDIOBJ before = SelectObject(dc, font);
+        RECT needed = place;
+        DrawText(dc, text.c_str(), -1, &needed, DT_WORDBREAK | DT_NOPREFIX | DT_CALCRECT);
+        SelectObject(dc, before);
+        return needed.bottom <= place.bottom;
+    };
+    while (font != nullptr && height > kSmallest && !fits()) {
+        DeleteObject(font);
+        font = CreateFaceFont(face, --height, weight);
+    }
+    ReleaseDC(window, dc);
+    return font;
+}
+
 bool InitFunnelCtrl() {
     DeinitFunnelCtrl();
     g_funnel.reset(LoadImage("img/funnel.gif"));

@@ -29,6 +29,9 @@ HBRUSH SolidBrush(COLORREF color);
 
 // A font of one face and line height, in pixels; the caller's to delete. Null when the height is not positive.
 HFONT CreateFaceFont(const char* face, int height, int weight);
+// The same, at most as high as needed for `text`, broken into lines, to fit into the size of `place`. `window` is any.
+HFONT CreateFittingFont(const char* face, int height, int weight, HWND window, const std::string& text,
+                        const RECT& place);
 
 // Loads the shared busy picture (again); always true, also when the file is missing and nothing will be seen.
 bool InitFunnelCtrl();

@@ -41,6 +41,10 @@ int CVarnoUIDialog::DoModel() {
                           reinterpret_cast<LPARAM>(this));
 }
 
+void CVarnoUIDialog::CloseFromOutside() {
+    if (m_hHwnd != nullptr) EndDialog(m_hHwnd, 0);
+}
+
 void CVarnoUIDialog::InitDialog() {
     InitFrame();
     if (m_hCaption != nullptr) return;

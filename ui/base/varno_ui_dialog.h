@@ -22,6 +22,8 @@ class CVarnoUIDialog {
 
     // Runs the dialog; what EndDialog was given, -1 when it could not be opened.
     int DoModel();
+    // Makes DoModel return 0, and with it that of every dialog that was opened from this one.
+    void CloseFromOutside();
     // Replaces the caption unless `text` is null, and fits its font; an empty caption leaves what is on the screen.
     void SetCaption(const char* text);
     // Takes the controls down while the window is still open.

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "app/globals.h"
 #include "sys/kernel.h"
 #include "sys/varno_sv_utils.h"
 
@@ -96,6 +97,7 @@ void CVarnoUICtrlPowerIcon::CheckBattery() {
     m_pBattery->SetBatteryColor(low ? kRed : kGreen);
     m_pBattery->SetPowerColor(low ? kRed : kGreen);
     if (percent <= kEmptyPercent && !charging) {
+        if (g_mainWindowHooks.finish_recording != nullptr) g_mainWindowHooks.finish_recording();
         Varno::kernel().Sync();
         printf("Voltage is too low!power off\n");
         SetPowerOffStatus();
