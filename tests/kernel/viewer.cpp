@@ -44,7 +44,7 @@ Pipeline ReadPipeline(VirtualMachine& machine) {
         machine.Output("cat /sys/kernel/debug/varno_board/pxp /sys/kernel/debug/varno_board/picture");
     Pipeline pipeline;
     std::size_t at = 0;
-    while (pipeline.settings.count("pictures") == 0) {
+    while (pipeline.settings.count("pictures") == 0) {  // the last line
         const std::size_t end = all.find('\n', at);
         if (end == std::string::npos) throw std::runtime_error("the pipeline's settings are cut");
         std::istringstream line(all.substr(at, end - at));
@@ -62,7 +62,7 @@ Pipeline ReadPipeline(VirtualMachine& machine) {
 }
 
 std::vector<std::uint8_t> ExpectedPicture(std::uint32_t number, int width, int height, bool coloured) {
-    const std::vector<std::uint8_t> camera = CameraPicture(kWidth, kHeight, number);
+    const std::vector<std::uint8_t> camera = CameraPicture(kWidth, kHeight, number, coloured);
     const auto pixels = static_cast<std::size_t>(width * height);
     std::vector<std::uint8_t> planes(pixels * 2);
     for (int y = 0; y < height; ++y) {
@@ -71,7 +71,7 @@ std::vector<std::uint8_t> ExpectedPicture(std::uint32_t number, int width, int h
             const auto at = static_cast<std::size_t>(y * width + x);
             planes[at] = from[2 * x];
             const std::size_t plane = x % 2 == 0 ? pixels : pixels + pixels / 2;
-            planes[plane + at / 2] = coloured ? static_cast<std::uint8_t>(from[2 * x + 1] - kNoChroma) : 0;
+            planes[plane + at / 2] = static_cast<std::uint8_t>(from[2 * x + 1] - kNoChroma);
         }
     }
     return planes;
@@ -104,16 +104,14 @@ std::vector<std::uint32_t> Compose(const ScreenPicture& interface, const Pipelin
 
 std::vector<std::uint32_t> SeenFromCamera(std::uint32_t number, int width, int height, bool hflip, bool vflip,
                                           bool half_turn, bool coloured) {
-    const std::vector<std::uint8_t> camera = CameraPicture(kWidth, kHeight, number);
+    const std::vector<std::uint8_t> camera = CameraPicture(kWidth, kHeight, number, coloured);
     std::vector<std::uint32_t> seen;
     for (int y = 0; y < kHeight; ++y) {
         for (int x = 0; x < kWidth; ++x) {
             const int from_x = (hflip != half_turn ? kWidth - 1 - x : x) * width / kWidth;
             const int from_y = (vflip != half_turn ? kHeight - 1 - y : y) * height / kHeight + (kHeight - height) / 2;
             const std::uint8_t* pair = camera.data() + (from_y * kWidth + from_x / 2 * 2) * 2;
-            const int u = coloured ? pair[1] : kNoChroma;
-            const int v = coloured ? pair[3] : kNoChroma;
-            seen.push_back(0xFF000000 | Colour(pair[from_x % 2 * 2], u, v));
+            seen.push_back(0xFF000000 | Colour(pair[from_x % 2 * 2], pair[1], pair[3]));
         }
     }
     return seen;
@@ -131,6 +129,14 @@ double MeanDifference(const ScreenPicture& interface, const std::vector<std::uin
     }
     if (count == 0) throw std::runtime_error("no video is to be seen");
     return sum / count;
+}
+
+int CountPixels(const ScreenPicture& interface, std::uint32_t colour) {
+    return static_cast<int>(std::count(interface.begin(), interface.end(), colour));
+}
+
+bool ShowsVideo(const ScreenPicture& interface) {
+    return CountPixels(interface, board::kDefaultChromaKey) > 0;
 }
 
 }  // namespace kernel_test

@@ -21,7 +21,7 @@ struct Pipeline {
 };
 Pipeline ReadPipeline(VirtualMachine& machine);
 
-// The plane data that picture `number` of the camera gives at the pipeline's size. With `coloured` false all grey.
+// The plane data that picture `number` of the camera gives at the pipeline's size; `coloured` as the camera sent it.
 std::vector<std::uint8_t> ExpectedPicture(std::uint32_t number, int width, int height, bool coloured = true);
 
 // Composes the screen as the hardware does from what the machine has, 0xFFRRGGBB.
@@ -35,5 +35,11 @@ std::vector<std::uint32_t> SeenFromCamera(std::uint32_t number, int width, int h
 // Mean absolute difference of a colour component over the pixels where the interface lets the video through.
 double MeanDifference(const ScreenPicture& interface, const std::vector<std::uint32_t>& a,
                       const std::vector<std::uint32_t>& b);
+
+// Whether any live picture shows through the interface.
+bool ShowsVideo(const ScreenPicture& interface);
+
+// How many of the screen's pixels have this colour, 0x00RRGGBB.
+int CountPixels(const ScreenPicture& interface, std::uint32_t colour);
 
 }  // namespace kernel_test

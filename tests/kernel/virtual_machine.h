@@ -9,23 +9,34 @@
 #include <string>
 #include <vector>
 
+#include "tests/kernel/channel.h"
+
 namespace kernel_test {
 
 // Where the machine's parts lie; set by main from the command line.
 struct MachineFiles {
     std::string kernel, initramfs;
-    std::string scratch;  // a folder for the card's image and the sockets
+    std::string scratch;  // a folder for the card's image, logs and pictures
 };
 extern MachineFiles g_files;
 
 // A picture of the machine's framebuffer, 0x00RRGGBB.
 using ScreenPicture = std::vector<std::uint32_t>;
 
+// The program's log, and the pixel pipeline's settings, in the machine.
+constexpr char kProgramLog[] = "/var/log/varnosv.log";
+constexpr char kPipelineFile[] = "/sys/kernel/debug/varno_board/pxp";
+
 // One thread. Whatever fails in the machinery itself throws std::runtime_error, which fails the test.
 class VirtualMachine {
   public:
-    // Boots it with an empty card of `card_mib`, and returns when its agent answers.
-    explicit VirtualMachine(int card_mib = 64);
+    struct Options {
+        int card_mib = 64;
+        int memory_mib = 256;
+    };
+    // Boots it with an empty card, and returns when its agent answers.
+    VirtualMachine() : VirtualMachine(Options{}) {}
+    explicit VirtualMachine(const Options& options);
     // Kills it, if it still runs.
     ~VirtualMachine();
     VirtualMachine(const VirtualMachine&) = delete;
@@ -35,7 +46,7 @@ class VirtualMachine {
         int status = 0;
         std::string output;  // may be binary
     };
-    // Runs a shell command in the machine.
+    // Runs a shell command of one line in the machine.
     Answer Run(const std::string& command);
     // The same for a command that has to succeed: its output.
     std::string Output(const std::string& command);
@@ -48,29 +59,23 @@ class VirtualMachine {
     // The card pulled, and put back.
     void EjectCard();
     void InsertCard();
-    // Takes the card's file system out into `folder` (created). The machine should have written it back.
-    void CopyCard(const std::string& folder) const;
+    // The card's image: a partition table, and from the first mebibyte on a FAT file system.
+    const std::string& CardImage() const { return card_; }
 
     // Ended by itself within the time: switched off, or reset (it does not start again).
     bool EndsWithin(double seconds);
     // What the monitor said about the end: "guest-shutdown", "guest-reset" …, or empty.
     const std::string& EndReason() const { return end_reason_; }
-    // Lets it go on after a restart of the machine: the agent is waited for again.
-    std::string KernelLog() const;
 
   private:
-    struct Channel;
-
-    void Start();
-    nlohmann::json Monitor(const std::string& command, const std::string& arguments = "{}");
+    void Start(int memory_mib);
+    nlohmann::json Monitor(const std::string& command, const nlohmann::json& arguments);
+    void TakeEvent(const nlohmann::json& event);
 
     std::string card_;
     pid_t process_ = -1;
     std::unique_ptr<Channel> agent_, monitor_;
     std::string end_reason_;
 };
-
-// The program started in a fresh machine with its camera plugged in, showing live pictures.
-void StartLiveView(VirtualMachine& machine);
 
 }  // namespace kernel_test

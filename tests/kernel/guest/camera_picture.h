@@ -8,8 +8,9 @@
 
 namespace kernel_test {
 
-// Frame `number` of a camera at width x height, packed YUYV 4:2:2. Any thread.
-inline std::vector<std::uint8_t> CameraPicture(int width, int height, std::uint32_t number) {
+// Frame `number` of a camera at width x height, packed YUYV 4:2:2, grey unless `coloured`. Any thread.
+inline std::vector<std::uint8_t> CameraPicture(int width, int height, std::uint32_t number, bool coloured = true) {
+    constexpr std::uint8_t kNoChroma = 128;
     constexpr int kColumns = 8;  // the number's bits, most significant first, at the left of the middle lines
     constexpr int kRows = 4;
     constexpr std::uint8_t kOne = 224;
@@ -28,7 +29,8 @@ inline std::vector<std::uint8_t> CameraPicture(int width, int height, std::uint3
             if (x >= left && y >= top && column < kColumns && row < kRows)
                 luma = number >> static_cast<unsigned>(31 - row * kColumns - column) & 1U ? kOne : kZero;
             *at++ = luma;
-            *at++ = x % 2 == 0 ? static_cast<std::uint8_t>(112 + 32 * x / width) : v;
+            const std::uint8_t chroma = x % 2 == 0 ? static_cast<std::uint8_t>(112 + 32 * x / width) : v;
+            *at++ = coloured ? chroma : kNoChroma;
         }
     }
     return picture;

@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/kernel/guest/camera_controls.h"
 #include "tests/kernel/guest/camera_picture.h"
 #include "tests/kernel/guest/usb_video_descriptors.h"
 
@@ -76,6 +77,7 @@ class UsbCamera {
     void AnswerWithVideo();
 
     int socket_;
+    CameraControls controls_;
     std::deque<Request> waiting_;
     StreamingControl probe_ = DefaultStreamingControl();
     StreamingControl commit_ = DefaultStreamingControl();
@@ -132,7 +134,7 @@ void UsbCamera::BeginFrame() {
     const std::int64_t period_ns = std::int64_t{commit_.frame_interval} * 100;
     next_frame_ns_ = std::max(next_frame_ns_ + period_ns, NowNs() - period_ns);
     const FrameSize size = SizeOfFrame(commit_.frame_index);
-    frame_ = CameraPicture(size.width, size.height, ++number_);
+    frame_ = CameraPicture(size.width, size.height, ++number_, controls_.IsColoured());
     frame_id_ ^= 1U;
     sent_ = 0;
 }
@@ -270,9 +272,7 @@ void UsbCamera::SelectAlternate(int alternate) {
 
 bool UsbCamera::VideoRequest(const SetupPacket& setup, const std::vector<std::uint8_t>& sent,
                              std::vector<std::uint8_t>& data) {
-    constexpr std::uint8_t kGetInfo = 0x86;
-    constexpr std::uint8_t kGetLength = 0x85;
-    constexpr std::uint8_t kSetCurrent = 0x01;
+    if ((setup.index & 0xFFU) == 0) return controls_.Answer(setup, sent, data);
     const unsigned selector = setup.value >> 8U;
     if ((setup.index & 0xFFU) != kStreamingInterface || (selector != 1 && selector != 2)) return false;
     StreamingControl& control = selector == 1 ? probe_ : commit_;

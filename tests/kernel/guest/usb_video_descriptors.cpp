@@ -1,6 +1,7 @@
 #include "tests/kernel/guest/usb_video_descriptors.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 
 namespace kernel_test {
@@ -16,7 +17,7 @@ constexpr unsigned kPacketsPerMicroframe = 3;
 constexpr std::uint8_t kEndpoint = 0x81;
 
 void Append(Bytes& to, const Bytes& from) {
-    to.insert(to.end(), from.begin(), from.end());
+    std::copy(from.begin(), from.end(), std::back_inserter(to));
 }
 std::uint8_t Byte(std::uint32_t value, unsigned at) {
     return static_cast<std::uint8_t>(value >> (8 * at));
@@ -47,11 +48,14 @@ Bytes FrameDescriptor(std::uint8_t index) {
 }
 
 Bytes ControlInterface() {
-    Bytes all{8, 11, 0, 2, 0x0E, 3, 0, 0};                                       // both interfaces belong together
-    Append(all, {9, 4, 0, 0, 0, 0x0E, 1, 0, 0});                                 // video control
-    Append(all, {13, 0x24, 1, 0x00, 0x01, 39, 0, 0, 0x6C, 0xDC, 2, 1, 1});       // UVC 1.0, 39 bytes, 48 MHz
-    Append(all, {17, 0x24, 2, 1, 0x01, 0x02, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0});  // terminal 1: the sensor
-    Append(all, {9, 0x24, 3, 2, 0x01, 0x01, 0, 1, 0});                           // terminal 2: the stream
+    constexpr std::uint8_t kExposureMode = 0x02;
+    constexpr std::uint8_t kBrightnessAndSaturation = 0x09;
+    Bytes all{8, 11, 0, 2, 0x0E, 3, 0, 0};                                  // both interfaces belong together
+    Append(all, {9, 4, 0, 0, 0, 0x0E, 1, 0, 0});                            // video control
+    Append(all, {13, 0x24, 1, 0x00, 0x01, 50, 0, 0, 0x6C, 0xDC, 2, 1, 1});  // UVC 1.0, 50 bytes, 48 MHz
+    Append(all, {17, 0x24, 2, kCameraTerminal, 0x01, 0x02, 0, 0, 0, 0, 0, 0, 0, 0, 2, kExposureMode, 0});
+    Append(all, {11, 0x24, 5, kProcessingUnit, kCameraTerminal, 0, 0, 2, kBrightnessAndSaturation, 0, 0});
+    Append(all, {9, 0x24, 3, kStreamTerminal, 0x01, 0x01, 0, kProcessingUnit, 0});
     return all;
 }
 
@@ -65,7 +69,7 @@ Bytes StreamingInterface() {
     Append(formats, {6, 0x24, 13, 1, 1, 4});  // BT.709 primaries and gamma, SMPTE 170M matrix
     Bytes header{14, 0x24, 1, 1};
     Append(header, Little(static_cast<std::uint32_t>(14 + formats.size()), 2));
-    Append(header, {kEndpoint, 0, 2, 0, 0, 0, 1, 0});
+    Append(header, {kEndpoint, 0, kStreamTerminal, 0, 0, 0, 1, 0});
     Append(all, header);
     Append(all, formats);
     Append(all, {9, 4, kStreamingInterface, 1, 1, 0x0E, 2, 0, 0});

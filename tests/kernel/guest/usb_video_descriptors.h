@@ -17,7 +17,20 @@ constexpr std::uint8_t kSetFeature = 3;
 constexpr std::uint8_t kGetDescriptor = 6;
 constexpr std::uint8_t kSetConfiguration = 9;
 constexpr std::uint8_t kSetInterface = 11;
+// Requests of the video class.
+constexpr std::uint8_t kSetCurrent = 0x01;
+constexpr std::uint8_t kGetCurrent = 0x81;
+constexpr std::uint8_t kGetMinimum = 0x82;
+constexpr std::uint8_t kGetMaximum = 0x83;
+constexpr std::uint8_t kGetResolution = 0x84;
+constexpr std::uint8_t kGetLength = 0x85;
+constexpr std::uint8_t kGetInfo = 0x86;
+constexpr std::uint8_t kGetDefault = 0x87;
+
 constexpr unsigned kStreamingInterface = 1;
+constexpr std::uint8_t kCameraTerminal = 1;
+constexpr std::uint8_t kStreamTerminal = 2;
+constexpr std::uint8_t kProcessingUnit = 3;
 
 // Probe and commit control, little-endian.
 #pragma pack(push, 1)
