@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <map>
+#include <mutex>
+#include <utility>
 
 namespace board {
 namespace {
@@ -95,12 +98,23 @@ void DrawFrameNumber(std::uint8_t* frame, int width, std::uint32_t number) {
 
 }  // namespace
 
-SceneSource::SceneSource() : texture_(MakeWall()) {}
+SceneSource::SceneSource() {
+    static const std::vector<std::uint8_t> wall = MakeWall();
+    texture_ = &wall;
+}
 
 const std::vector<SceneSource::Ray>& SceneSource::Rays(int width, int height) {
-    std::vector<Ray>& rays = rays_[width];
-    if (!rays.empty()) return rays;
-    rays.resize(static_cast<std::size_t>(width) * height);
+    static std::mutex mutex;
+    static std::map<std::pair<int, int>, std::vector<Ray>> rays_of_size;
+    const std::lock_guard<std::mutex> guard(mutex);
+    std::vector<Ray>& rays = rays_of_size[{width, height}];
+    if (rays.empty()) rays = MakeRays(width, height);
+    return rays;
+}
+
+std::vector<SceneSource::Ray> SceneSource::MakeRays(int width, int height) {
+    std::vector<Ray> rays(static_cast<std::size_t>(width) * height);
+    const auto length = [](double x, double y) { return std::sqrt(x * x + y * y); };
     const double radius = height * 0.62;  // of the round view; the screen cuts its top and bottom off
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
@@ -109,11 +123,12 @@ const std::vector<SceneSource::Ray>& SceneSource::Rays(int width, int height) {
             // The pipe bends a little: its far end lies off the middle.
             const double pipe_x = dx - width * 0.05;
             const double pipe_y = dy + height * 0.04;
-            const double off = std::max(std::hypot(pipe_x, pipe_y) / height, 0.012);
-            const double edge = std::clamp((radius - std::hypot(dx, dy)) / (height * 0.03), 0.0, 1.0);
+            const double off = std::max(length(pipe_x, pipe_y) / height, 0.012);
+            const double from_middle = length(dx, dy) / radius;
+            const double edge = std::clamp((1.0 - from_middle) * radius / (height * 0.03), 0.0, 1.0);
             // Light falls off with the distance, and the lens darkens towards its rim.
             const double falloff = std::min(1.0, off * off * 9.0);
-            const double vignette = 1.0 - 0.45 * std::pow(std::hypot(dx, dy) / radius, 3.0);
+            const double vignette = 1.0 - 0.45 * from_middle * from_middle * from_middle;
             Ray& ray = rays[static_cast<std::size_t>(y) * width + x];
             ray.around = static_cast<std::uint8_t>((std::atan2(pipe_y, pipe_x) / (2 * kPi) + 0.5) * (kTextureSize - 1));
             ray.depth = static_cast<std::uint16_t>(std::min(22.0 / off, 60000.0));
@@ -125,6 +140,7 @@ const std::vector<SceneSource::Ray>& SceneSource::Rays(int width, int height) {
 
 bool SceneSource::Render(const FrameRequest& request, std::uint8_t* frame) {
     const std::vector<Ray>& rays = Rays(request.width, request.height);
+    const std::vector<std::uint8_t>& texture = *texture_;
     const auto milliseconds = request.time / std::chrono::milliseconds(1);
     const auto forward = static_cast<unsigned>(milliseconds / 25);
     const double sway = std::sin(static_cast<double>(milliseconds) / 2900.0);
@@ -144,7 +160,7 @@ bool SceneSource::Render(const FrameRequest& request, std::uint8_t* frame) {
         const auto shade = [&](const Ray& ray) {
             const unsigned v = (ray.depth + forward) & 255U;
             const unsigned u = (ray.around + turn) & 255U;
-            return std::min<unsigned>(16 + (texture_[v * kTextureSize + u] * ray.light * lamp >> 16U), 240);
+            return std::min<unsigned>(16 + (texture[v * kTextureSize + u] * ray.light * lamp >> 16U), 240);
         };
         const unsigned y0 = shade(left);
         const unsigned y1 = shade(right);

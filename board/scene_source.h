@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <vector>
 
@@ -26,10 +25,11 @@ class SceneSource final : public CameraSource {
         std::uint16_t depth;  // along the pipe, in texture pixels
     };
 
-    const std::vector<Ray>& Rays(int width, int height);
+    // Worked out once per size and process: it takes longer than many frames. Thread-safe.
+    static const std::vector<Ray>& Rays(int width, int height);
+    static std::vector<Ray> MakeRays(int width, int height);
 
-    std::vector<std::uint8_t> texture_;     // 256x256 brightnesses of the wall
-    std::map<int, std::vector<Ray>> rays_;  // by the picture's width
+    const std::vector<std::uint8_t>* texture_;  // 256x256 brightnesses of the wall, shared by all scenes
 };
 
 // Reads the number (16 bits) of a frame that SceneSource drew, from the brightnesses of a 4:3 picture of any size from

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <limits>
+#include <string>
 
 #include "sys/kernel.h"
 #include "sys/node_file.h"
@@ -17,6 +19,17 @@ constexpr char kRtcDevice[] = "/dev/rtc0";
 
 // The earliest time that a working clock can show: 2012-01-01 00:00:00 UTC.
 constexpr time_t kEarliest = 1325376000;
+
+// The last time that the C library tells: where time_t has 32 bits, 2038-01-19 03:14:07 UTC.
+constexpr time_t kLatest = std::numeric_limits<time_t>::max();
+
+std::string LatestText() {
+    tm latest{};
+    if (gmtime_r(&kLatest, &latest) == nullptr) return "the end of the calendar";
+    char text[40];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &latest);
+    return text;
+}
 
 // struct rtc_time is nine ints on every machine, so these are the same numbers everywhere.
 static_assert(RTC_RD_TIME == 0x80247009U, "rtc read request");
@@ -50,8 +63,15 @@ void GetNow(tm& now) {
 }
 
 time_t validate_tm_time(tm* time) {
+    const tm asked = *time;
     time->tm_isdst = -1;
-    return mktime(time);
+    const time_t seconds = mktime(time);
+    if (seconds == -1) {
+        std::printf(
+            "Error: the date %lld-%02d-%02d is outside of what this system's clock can hold, which ends at %s\n",
+            1900LL + asked.tm_year, asked.tm_mon + 1, asked.tm_mday, LatestText().c_str());
+    }
+    return seconds;
 }
 
 bool get_rtc_time(tm& time) {
@@ -92,7 +112,14 @@ bool set_rtc_time(const tm& time) {
 }
 
 void InitSystemDateTime() {
-    if (kernel().RealTime().tv_sec >= kEarliest) return;
+    const time_t now = kernel().RealTime().tv_sec;
+    if (now >= kEarliest && now != kLatest) return;
+    // A kernel that counts on hands 32-bit programs negative times, or none.
+    if (now < 0 || now == kLatest) {
+        std::printf(
+            "Error: the system clock is outside of what it can hold, which ends at %s; it starts at 2012-01-01\n",
+            LatestText().c_str());
+    }
     SetSystemTime(kEarliest);
     tm earliest{};
     localtime_r(&kEarliest, &earliest);

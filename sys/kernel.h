@@ -48,7 +48,7 @@ class Kernel {
     // Flushes all file systems (as sync(2)).
     virtual void Sync() = 0;
 
-    // Wall-clock time (CLOCK_REALTIME).
+    // Wall-clock time (CLOCK_REALTIME); the largest time_t when it is beyond that.
     virtual std::timespec RealTime() = 0;
     virtual int SetRealTime(const std::timespec& now) = 0;
     // Time since some fixed point that no clock setting moves (CLOCK_MONOTONIC); never 0.

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <limits>
 
 namespace Varno {
 namespace {
@@ -116,7 +117,9 @@ void LinuxKernel::Sync() {
 
 std::timespec LinuxKernel::RealTime() {
     std::timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
+    if (clock_gettime(CLOCK_REALTIME, &now) < 0 && errno == EOVERFLOW) {
+        now.tv_sec = std::numeric_limits<std::time_t>::max();
+    }
     return now;
 }
 

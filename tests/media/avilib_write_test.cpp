@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cstring>
+#include <filesystem>
 
 #include "tests/media/avi_file.h"
 #include "tests/media/test_kernel.h"
@@ -187,6 +188,53 @@ TEST_F(AviWriteTest, SizeLimitIsExactAndHarmless) {
         EXPECT_LE(std::filesystem::file_size(m_path), AVI_max_size());
     }
     EXPECT_EQ(AVI_max_size(), 0xFEFFF7FFU);
+}
+
+TEST_F(AviWriteTest, ARecordingOfFourGibibytesIsReadBack) {
+    constexpr std::size_t kFrame = std::size_t{16} << 20;
+    m_kernel.SkipZeros();
+    AviHandle avi = Create();
+    AVI_set_video(avi.get(), 4096, 2048, 30, "YUY2");
+    std::string frame(kFrame, '\0');
+    // Every frame says at both of its ends which one it is.
+    const auto mark = [&frame](int number) {
+        const std::string text = "frame " + std::to_string(1000 + number);
+        frame.replace(0, text.size(), text);
+        frame.replace(kFrame - text.size(), text.size(), text);
+    };
+    int frames = 0;
+    for (;; ++frames) {
+        mark(frames);
+        if (AVI_write_frame(avi.get(), frame.data(), static_cast<long>(kFrame), 1) < 0) break;
+        ASSERT_LT(frames, 1000);
+    }
+    EXPECT_EQ(AVI_errno, AVI_ERR_SIZELIM);
+    // The most that fit below the limit of 0xFEFFF7FF bytes.
+    EXPECT_EQ(frames, 254);
+    EXPECT_EQ(AVI_bytes_written(avi.get()), 2048 + 254 * (16777216LL + 8) + 8 + 254 * 16);
+    EXPECT_EQ(AVI_close(avi.release()), 0);
+    EXPECT_EQ(std::filesystem::file_size(m_path), 2048U + 254ULL * (16777216 + 8) + 8 + 254 * 16);
+
+    for (const bool with_index : {true, false}) {
+        SCOPED_TRACE(with_index);
+        if (!with_index) {
+            // As after a power cut: the index is gone, and is rebuilt from the chunks.
+            std::filesystem::resize_file(m_path, 2048U + 254ULL * (16777216 + 8));
+        }
+        AviHandle reader(AVI_open_input_file(m_path.c_str(), 1));
+        ASSERT_TRUE(reader);
+        ASSERT_EQ(AVI_video_frames(reader.get()), frames);
+        ASSERT_EQ(AVI_max_video_chunk(reader.get()), static_cast<long>(kFrame));
+        std::string read(kFrame, 'x');
+        int keyframe = 0;
+        // On both sides of 2 GiB, and the last one, which ends beyond 3.9 GiB.
+        for (const int number : {0, 126, 127, 128, 253}) {
+            mark(number);
+            ASSERT_EQ(AVI_set_video_position(reader.get(), number), 0);
+            ASSERT_EQ(AVI_read_frame(reader.get(), read.data(), &keyframe), static_cast<long>(kFrame));
+            EXPECT_TRUE(read == frame) << number;
+        }
+    }
 }
 
 TEST_F(AviWriteTest, AudioTracksFollowTheVideoStream) {

@@ -21,7 +21,7 @@ constexpr std::int64_t kStartSeconds = 1715947200;  // 2024-05-17 12:00:00 UTC
 constexpr std::int64_t kStartMonotonicSeconds = 1000;
 // Processor time that a thread may take until it rests, in ticks of usually 10 ms; counted like this, a busy machine
 // makes no difference. Then it is taken to be waiting busily, and gets a little at each step until it rests again.
-constexpr long kTicksUntilRest = 30;
+constexpr long kTicksUntilRest = 30 * VARNO_TEST_PATIENCE;
 constexpr long kTicksOfBusyWait = 1;
 
 struct ThreadState {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <linux/rtc.h>
 
+#include <limits>
+
 #include "tests/support/fake_kernel.h"
 
 namespace {
@@ -110,6 +112,38 @@ TEST_F(Clock, AClockThatWasNeverSetStartsIn2012) {
         EXPECT_EQ(kernel.RealTime().tv_sec, c.after);
         EXPECT_EQ(rtc.tm_year, c.before == c.after ? 0 : 112) << c.before;
         EXPECT_EQ(rtc.tm_hour, c.before == c.after ? 0 : 1) << "local time";
+    }
+}
+
+// Where time_t has 32 bits, as on the board, the calendar ends in 2038; elsewhere it does not end in a lifetime.
+TEST_F(Clock, ADateBeyondTheLastOneIsRefused) {
+    const bool ends_in_2038 = sizeof(time_t) == 4;
+    const struct {
+        tm time;
+        bool fits;
+    } cases[] = {{Time(2038, 1, 19, 4, 14, 7, 0), true},
+                 {Time(2038, 1, 19, 4, 14, 8, 0), !ends_in_2038},
+                 {Time(2099, 12, 31, 23, 59, 0, 0), !ends_in_2038}};
+    for (const auto& c : cases) {
+        kernel.SetWallClock(1700000000);
+        rtc = {};
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(Varno::set_rtc_time(c.time), c.fits);
+        const std::string said = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(kernel.RealTime().tv_sec == 1700000000, !c.fits) << c.time.tm_year;
+        EXPECT_EQ(rtc.tm_year, c.fits ? c.time.tm_year : 0);
+        EXPECT_EQ(said.find("ends at 2038-01-19 03:14:07 UTC") != std::string::npos, !c.fits) << said;
+    }
+}
+
+TEST_F(Clock, AClockBeyondItsEndStartsIn2012AndSaysSo) {
+    for (const time_t before : {std::numeric_limits<time_t>::max(), time_t{-5}}) {
+        kernel.SetWallClock(before);
+        testing::internal::CaptureStdout();
+        Varno::InitSystemDateTime();
+        EXPECT_NE(testing::internal::GetCapturedStdout().find("the system clock is outside of what it can hold"),
+                  std::string::npos);
+        EXPECT_EQ(kernel.RealTime().tv_sec, 1325376000);
     }
 }
 
