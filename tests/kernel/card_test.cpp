@@ -48,8 +48,7 @@ TEST(KernelCard, Full) {
     machine.Output("dd if=/dev/zero of=/media/sd-mmcblk0p1/fill bs=1M count=48 2>/dev/null");
     StartVideo(machine);
     WaitForState(machine, "CAM_STATUS_STOP");
-    WaitForLog(machine, "new: CAM_STATUS_STOP");
-    EXPECT_FALSE(ShowsVideo(machine.Screen())) << "the warning fills the screen";
+    WaitForScreen(machine, HidesVideo);  // the warning
     machine.Press("f1");
     WaitForState(machine, "CAM_STATUS_VIEW");
     const auto videos = CopiedFiles(machine, ".avi");
@@ -59,14 +58,13 @@ TEST(KernelCard, Full) {
     EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
     // Neither a video nor a still is begun now.
     machine.Press("ret");
-    WaitForState(machine, "CAM_STATUS_STOP");
+    WaitForScreen(machine, HidesVideo);
     machine.Press("f1");
     WaitForState(machine, "CAM_STATUS_VIEW");
     EXPECT_EQ(CopiedFiles(machine, ".avi").size(), 1U);
     machine.Output("rm /media/sd-mmcblk0p1/fill");
     machine.Press("f3");
     TakeStill(machine);
-    machine.Output("sync");
     EXPECT_EQ(CheckCard(machine), "");
     Held("warned, " + std::to_string(numbers.size()) + " frames readable, nothing begun until there was room");
 }

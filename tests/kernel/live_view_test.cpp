@@ -35,7 +35,7 @@ void ExpectSeen(VirtualMachine& machine, const Pipeline& pipeline, bool coloured
 
 TEST(KernelLiveView, FirstStart) {
     VirtualMachine machine;
-    machine.Output("rm /opt/varnosv/varnosvconf.xml; plug_camera");
+    machine.Output("rm /usr/varno/varnosvconf.xml; plug_camera");
     WaitFor(machine, 30, "grep -q Camera /sys/class/video4linux/*/name");
     // In the machine, so that the way out of it is not counted.
     const std::string waited =
@@ -46,23 +46,22 @@ TEST(KernelLiveView, FirstStart) {
     EXPECT_LT(std::stod(waited), 2.0);
     Held("first picture " + waited + " s after the first tick");
     EXPECT_EQ(machine.Output("cat /sys/class/leds/Green_LED/brightness"), "255\n");
-    EXPECT_EQ(machine.Output("head -c 5 /opt/varnosv/varnosvconf.xml"), "<?xml");
+    EXPECT_EQ(machine.Output("head -c 5 /usr/varno/varnosvconf.xml"), "<?xml");
     ExpectSeen(machine, ReadPipeline(machine));
 }
 
 TEST(KernelLiveView, MonochromeAndLanguageAreKeptOverARestart) {
     VirtualMachine machine;
     machine.Output(
-        "sed -i -e '/\"colorful\"/s/true/false/' -e '/\"language\"/s/\"en\"/\"es\"/' /opt/varnosv/varnosvconf.xml");
+        "sed -i -e '/\"colorful\"/s/true/false/' -e '/\"language\"/s/\"en\"/\"es\"/' /usr/varno/varnosvconf.xml");
     for (const char* start : {"first start", "second start"}) {
         SCOPED_TRACE(start);
         StartLiveView(machine);
         ExpectSeen(machine, ReadPipeline(machine), false);
         EXPECT_EQ(machine.Output("grep -c -e '\"colorful\" value=\"false\"' -e '\"language\" value=\"es\"' "
-                                 "/opt/varnosv/varnosvconf.xml"),
+                                 "/usr/varno/varnosvconf.xml"),
                   "2\n");
-        machine.Output("kill -TERM $(cat /tmp/program.pid)");
-        WaitFor(machine, 30, "! kill -0 $(cat /tmp/program.pid) 2>/dev/null");
+        StopProgram(machine);
         machine.Output("pull_camera; mv " + std::string(kProgramLog) + " /tmp/first.log");
         WaitFor(machine, 30, "! grep -q Camera /sys/class/video4linux/*/name");
     }

@@ -1,7 +1,6 @@
 // What only a machine can do: be switched off, and be reset by its watchdog.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
 
 #include "tests/kernel/session.h"
@@ -11,25 +10,25 @@ namespace kernel_test {
 namespace {
 
 constexpr char kBoard[] = "/sys/kernel/debug/varno_board/";
-constexpr std::uint32_t kRed = 0xFF0000;
-constexpr std::uint32_t kGreen = 0x00FF00;
 
 void SetBattery(VirtualMachine& machine, int microvolts) {
     machine.Output("echo " + std::to_string(microvolts) + " > " + kBoard + "battery_microvolts");
 }
 
-// Looks at the screen until it has as many pixels of the colour as wanted: some, or none.
-bool Shows(VirtualMachine& machine, std::uint32_t colour, bool some) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while ((CountPixels(machine.Screen(), colour) > 0) != some)
-        if (std::chrono::steady_clock::now() > deadline) return false;
-    return true;
+bool IsRed(const ScreenPicture& screen) {
+    return CountPixels(screen, 0xFF0000) > 0;
+}
+bool IsNotRed(const ScreenPicture& screen) {
+    return !IsRed(screen);
+}
+bool IsGreen(const ScreenPicture& screen) {
+    return CountPixels(screen, 0x00FF00) > 0;
 }
 
 TEST(KernelPower, AStarvedWatchdogResetsTheMachine) {
     VirtualMachine machine;
     StartLiveView(machine);
-    machine.Output("kill -STOP $(cat /tmp/program.pid)");
+    machine.Output("kill -STOP $(pidof varnosv)");
     EXPECT_TRUE(machine.EndsWithin(180));
     EXPECT_EQ(machine.EndReason(), "guest-reset");
 }
@@ -37,16 +36,16 @@ TEST(KernelPower, AStarvedWatchdogResetsTheMachine) {
 TEST(KernelPower, TheWatchdogIsKeptWhileTheProgramRuns) {
     VirtualMachine machine;
     StartLiveView(machine);
+    const std::string program = machine.Output("pidof varnosv");
     machine.Output("sleep 45");
-    EXPECT_EQ(machine.Run("kill -0 $(cat /tmp/program.pid)").status, 0);
+    EXPECT_EQ(machine.Output("pidof varnosv"), program);
 }
 
 TEST(KernelPower, APowerOffRequest) {
     VirtualMachine machine;
     StartLiveView(machine);
     machine.Output("echo 1 > " + std::string(kBoard) + "power_off_request");
-    WaitForState(machine, "CAM_STATUS_STOP");
-    EXPECT_FALSE(ShowsVideo(machine.Screen())) << "the farewell fills the screen";
+    WaitForScreen(machine, HidesVideo);  // the farewell
     EXPECT_TRUE(machine.EndsWithin(120));
     EXPECT_EQ(machine.EndReason(), "guest-shutdown");
 }
@@ -56,12 +55,12 @@ TEST(KernelPower, ALowBatteryBlinksAndAnEmptyOneSwitchesOff) {
     SetBattery(machine, 1400000);
     StartLiveView(machine);
     for (int blink = 0; blink < 2; ++blink) {
-        EXPECT_TRUE(Shows(machine, kRed, true)) << "blink " << blink;
-        EXPECT_TRUE(Shows(machine, kRed, false)) << "blink " << blink;
+        WaitForScreen(machine, IsRed);
+        WaitForScreen(machine, IsNotRed);
     }
     // The mean of eight readings, one every two seconds.
     SetBattery(machine, 2046000);
-    EXPECT_TRUE(Shows(machine, kGreen, true));
+    WaitForScreen(machine, IsGreen);
     SetBattery(machine, 1000000);
     EXPECT_TRUE(machine.EndsWithin(120));
     EXPECT_EQ(machine.EndReason(), "guest-shutdown");
@@ -72,9 +71,9 @@ TEST(KernelPower, AChargerKeepsAnEmptyBatteryOn) {
     machine.Output("echo 1 > " + std::string(kBoard) + "charger_online");
     SetBattery(machine, 1000000);
     StartLiveView(machine);
-    EXPECT_TRUE(Shows(machine, kRed, true));
-    EXPECT_TRUE(Shows(machine, kRed, false));
-    EXPECT_TRUE(Shows(machine, kRed, true));
+    WaitForScreen(machine, IsRed);
+    WaitForScreen(machine, IsNotRed);
+    WaitForScreen(machine, IsRed);
     EXPECT_EQ(machine.Run("grep 'power off' " + std::string(kProgramLog)).status, 1);
 }
 

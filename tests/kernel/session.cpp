@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -20,14 +21,14 @@ constexpr double kPatience = 60;
 
 constexpr char kStills[] = "find /media/sd-mmcblk0p1/DCIM -name '*.jpg' 2>/dev/null | wc -l";
 // Bytes of the video that is being written.
-constexpr char kVideoSize[] = "stat -c %s $(ls -t /media/sd-mmcblk0p1/DCIM/*.avi | head -n 1)";
+constexpr char kVideoSize[] = "stat -c %s $(ls /media/sd-mmcblk0p1/DCIM/*.avi | tail -n 1)";
 
 }  // namespace
 
 void WaitFor(VirtualMachine& machine, double seconds, const std::string& command) {
     if (machine.Within(seconds, command)) return;
     throw std::runtime_error("not within " + std::to_string(seconds) + " s: " + command + "\n" +
-                             machine.Run(std::string("tail -n 30 ") + kProgramLog).output);
+                             machine.Run(std::string("tail -n 40 ") + kProgramLog).output);
 }
 
 void WaitForPictures(VirtualMachine& machine, unsigned count) {
@@ -52,6 +53,12 @@ void StartLiveView(VirtualMachine& machine) {
     WaitFor(machine, kPatience, "grep -q /media/sd-mmcblk0p1 /proc/mounts");
 }
 
+void WaitForScreen(VirtualMachine& machine, const std::function<bool(const ScreenPicture&)>& is_right) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!is_right(machine.Screen()))
+        if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("the screen stays otherwise");
+}
+
 void StartVideo(VirtualMachine& machine) {
     constexpr int kTwentyFrames = 20 * 320 * 240 * 2;
     machine.Press("f3");
@@ -70,6 +77,11 @@ void TakeStill(VirtualMachine& machine) {
     machine.Press("ret");
     WaitFor(machine, kPatience, "[ $(" + std::string(kStills) + ") -gt " + std::to_string(before) + " ]");
     WaitForState(machine, "CAM_STATUS_VIEW");
+}
+
+void StopProgram(VirtualMachine& machine) {
+    machine.Run("stop_program");  // it has a time limit of its own, shorter than ours
+    WaitFor(machine, kPatience, "! pidof varnosv");
 }
 
 std::string OutputOf(const std::string& command) {
@@ -95,7 +107,8 @@ std::vector<std::string> CopiedFiles(VirtualMachine& machine, const std::string&
     return found;
 }
 
-std::string CheckCard(const VirtualMachine& machine) {
+std::string CheckCard(VirtualMachine& machine) {
+    machine.Output("umount /media/sd-mmcblk0p1; sync");
     const std::string partition = g_files.scratch + "/partition.img";
     const std::string found =
         OutputOf("export PATH=$PATH:/sbin:/usr/sbin; tail -c +1048577 '" + machine.CardImage() + "' >'" + partition +

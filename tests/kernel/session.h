@@ -1,6 +1,7 @@
 // What a user does with the program in the virtual machine, and what is to be seen of it.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ constexpr char kPictures[] = "sed -n 's/^pictures //p' /sys/kernel/debug/varno_b
 
 // The camera plugged in, the program started, live pictures seen.
 void StartLiveView(VirtualMachine& machine);
+// Ended as when the system goes down.
+void StopProgram(VirtualMachine& machine);
 // `count` more pictures have reached the screen.
 void WaitForPictures(VirtualMachine& machine, unsigned count = 3);
 // The command succeeds in the machine in time.
@@ -23,6 +26,9 @@ void WaitFor(VirtualMachine& machine, double seconds, const std::string& command
 void WaitForLog(VirtualMachine& machine, const std::string& text, int times = 1);
 // The state machine's last word: "CAM_STATUS_VIEW" …
 void WaitForState(VirtualMachine& machine, const std::string& state);
+
+// The screen looks as it should; looked at again and again.
+void WaitForScreen(VirtualMachine& machine, const std::function<bool(const ScreenPicture&)>& is_right);
 
 // From still mode: switched to video mode, recording, and frames are on the card.
 void StartVideo(VirtualMachine& machine);
@@ -33,8 +39,8 @@ void TakeStill(VirtualMachine& machine);
 std::string OutputOf(const std::string& command);
 // The card's files with this extension, sorted, read outside after the machine wrote them back.
 std::vector<std::string> CopiedFiles(VirtualMachine& machine, const std::string& extension);
-// What a check of the card's file system outside finds wrong; empty for nothing.
-std::string CheckCard(const VirtualMachine& machine);
+// Unmounts the card: what a check of its file system outside finds wrong; empty for nothing.
+std::string CheckCard(VirtualMachine& machine);
 // The numbers of a video's frames, decoded outside by another program.
 std::vector<unsigned> FrameNumbers(const std::string& video);
 

@@ -135,8 +135,8 @@ int CountPixels(const ScreenPicture& interface, std::uint32_t colour) {
     return static_cast<int>(std::count(interface.begin(), interface.end(), colour));
 }
 
-bool ShowsVideo(const ScreenPicture& interface) {
-    return CountPixels(interface, board::kDefaultChromaKey) > 0;
+bool HidesVideo(const ScreenPicture& interface) {
+    return CountPixels(interface, board::kDefaultChromaKey) == 0;
 }
 
 }  // namespace kernel_test

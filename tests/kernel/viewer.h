@@ -36,8 +36,8 @@ std::vector<std::uint32_t> SeenFromCamera(std::uint32_t number, int width, int h
 double MeanDifference(const ScreenPicture& interface, const std::vector<std::uint32_t>& a,
                       const std::vector<std::uint32_t>& b);
 
-// Whether any live picture shows through the interface.
-bool ShowsVideo(const ScreenPicture& interface);
+// Whether the interface covers the live picture wholly.
+bool HidesVideo(const ScreenPicture& interface);
 
 // How many of the screen's pixels have this colour, 0x00RRGGBB.
 int CountPixels(const ScreenPicture& interface, std::uint32_t colour);

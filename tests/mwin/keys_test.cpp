@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <sstream>
 #include <thread>
 
 #include "mwin/evdev_keys.h"
@@ -57,6 +58,16 @@ class EvdevKeys : public testing::Test {
 };
 
 using Read = std::vector<std::pair<int, Kind>>;
+
+TEST_F(EvdevKeys, FollowTheirMap) {
+    AddDevice("event0");
+    mwin::KeyMap map;
+    std::istringstream text("enter = " + std::to_string(KEY_VOLUMEUP));
+    map.Read(text, "map");
+    mwin::EvdevKeys keys(directory, map);
+    Send("event0", {Event(EV_KEY, KEY_ENTER, 1), Event(EV_KEY, KEY_VOLUMEUP, 1)});
+    EXPECT_EQ(ReadAll(keys), (Read{{VK_RETURN, Kind::Press}}));
+}
 
 TEST_F(EvdevKeys, MapsKeysAndKinds) {
     AddDevice("event0");
