@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <string_view>
 
 namespace board {
 namespace fs = std::filesystem;
@@ -19,6 +20,13 @@ constexpr int kMountFailed = 32;  // mount(8)'s
 
 bool StartsWith(const std::string& text, const char* start) {
     return text.compare(0, std::strlen(start), start) == 0;
+}
+
+// The direction of a GPIO line, as a sysfs file.
+bool IsLineDirection(const std::string& path) {
+    constexpr std::string_view kEnd = "/direction";
+    return StartsWith(path, "/sys/class/gpio/gpio") && path.size() > kEnd.size() &&
+           path.compare(path.size() - kEnd.size(), kEnd.size(), kEnd) == 0;
 }
 
 // The arguments that are no options.
@@ -110,6 +118,11 @@ int BoardShell::Redirect(const ShellCommand& command, const std::string& text) {
     const std::string number = text.substr(0, text.find('\n'));
     if (command.output_file == gpio_folder + "/export") return folder_.ExportGpio(number) ? 0 : 1;
     if (command.output_file == gpio_folder + "/unexport") return folder_.UnexportGpio(number) ? 0 : 1;
+
+    // As the kernel reads it: "IN" is no direction, and the line stays what it was.
+    if (IsLineDirection(command.output_file) && number != "in" && number != "out" && number != "low" &&
+        number != "high")
+        return 1;
 
     const auto file = folder_.ResolveForCommand(command.output_file);
     if (!file || !Writable(command.output_file)) return kShellError;

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/kernel/report.h"
 #include "tests/kernel/session.h"
 
 namespace kernel_test {

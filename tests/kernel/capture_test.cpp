@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/kernel/guest/camera_picture.h"
+#include "tests/kernel/report.h"
 #include "tests/kernel/session.h"
 #include "tests/kernel/viewer.h"
 
@@ -17,6 +18,7 @@ TEST(KernelCapture, AStillIsTheFrameThatWasShown) {
     StartLiveView(machine);
     const std::uint32_t before = ReadPipeline(machine).FrameNumber();
     TakeStill(machine);
+    EXPECT_EQ(machine.Output("cat /sys/kernel/debug/varno_board/register_writes"), "1\n");
     const auto stills = CopiedFiles(machine, ".jpg");
     ASSERT_EQ(stills.size(), 1U);
     const std::string luma = OutputOf("djpeg -grayscale -pnm '" + stills[0] + "' | tail -c 307200");

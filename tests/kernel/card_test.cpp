@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string>
 
+#include "tests/kernel/report.h"
 #include "tests/kernel/session.h"
 #include "tests/kernel/viewer.h"
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "tests/kernel/report.h"
 #include "tests/kernel/session.h"
 #include "tests/kernel/viewer.h"
 #include "tests/kernel/virtual_machine.h"
@@ -39,7 +40,7 @@ TEST(KernelLiveView, FirstStart) {
     WaitFor(machine, 30, "grep -q Camera /sys/class/video4linux/*/name");
     // In the machine, so that the way out of it is not counted.
     const std::string waited =
-        machine.Output("start_program; until grep -q CAM_STATUS_DETECT " + std::string(kProgramLog) +
+        machine.Output("start_program; until grep -qs CAM_STATUS_DETECT " + std::string(kProgramLog) +
                        "; do usleep 10000; done; first=$(cut -d' ' -f1 /proc/uptime); until [ $(" + kPictures +
                        ") -gt 0 ]; do usleep 10000; done; echo $first $(cut -d' ' -f1 /proc/uptime) | awk '{printf "
                        "\"%.2f\", $2 - $1}'");

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tests/kernel/report.h"
 #include "tests/kernel/virtual_machine.h"
 
 namespace {
@@ -19,7 +20,8 @@ class Report final : public testing::EmptyTestEventListener {
         const testing::TestResult& result = *test.result();
         const char* held = "";
         for (int i = 0; i < result.test_property_count(); ++i)
-            if (std::strcmp(result.GetTestProperty(i).key(), "held") == 0) held = result.GetTestProperty(i).value();
+            if (std::strcmp(result.GetTestProperty(i).key(), kernel_test::kHeldProperty) == 0)
+                held = result.GetTestProperty(i).value();
         std::printf("%s - kernel %s.%s%s%s (%.0f s)\n", result.Passed() ? "ok" : "not ok", test.test_suite_name(),
                     test.name(), *held != '\0' ? ": " : "", held, static_cast<double>(result.elapsed_time()) / 1000);
         std::fflush(stdout);

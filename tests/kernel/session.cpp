@@ -1,7 +1,5 @@
 #include "tests/kernel/session.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -128,10 +126,6 @@ std::vector<unsigned> FrameNumbers(const std::string& video) {
         numbers.push_back(NumberIn(luma.data(), 320, 240, 240));
     }
     return numbers;
-}
-
-void Held(const std::string& sentence) {
-    testing::Test::RecordProperty("held", sentence);
 }
 
 }  // namespace kernel_test

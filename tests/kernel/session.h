@@ -44,7 +44,4 @@ std::string CheckCard(VirtualMachine& machine);
 // The numbers of a video's frames, decoded outside by another program.
 std::vector<unsigned> FrameNumbers(const std::string& video);
 
-// Notes for the report what the running test has shown.
-void Held(const std::string& sentence);
-
 }  // namespace kernel_test

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "tests/kernel/report.h"
 #include "tests/kernel/session.h"
 #include "tests/kernel/viewer.h"
 
