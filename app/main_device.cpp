@@ -8,6 +8,7 @@
 
 #include "mwin/evdev_keys.h"
 #include "mwin/framebuffer_screen.h"
+#include "mwin/key_map.h"
 #include "mwin/linux_clock.h"
 #include "mwin/platform.h"
 #include "mwin/windows.h"
@@ -39,7 +40,7 @@ int main(int /*argc*/, char** argv) {
         fprintf(stderr, "varnosv: no screen: %s\n", error.c_str());
         return EXIT_FAILURE;
     }
-    auto& keys = *new mwin::EvdevKeys;
+    auto& keys = *new mwin::EvdevKeys("/dev/input", mwin::LoadKeyMap({"keys.conf", "/etc/varnosv/keys"}));
     auto& clock = *new mwin::LinuxClock([&keys] { return keys.Descriptors(); });
     mwin::Install(*screen, keys, clock);
 

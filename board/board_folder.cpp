@@ -55,6 +55,10 @@ constexpr std::array<InitialFile, 20> kInitialFiles = {{
     {kNandBackingFile, ""},
 }};
 
+// As their drivers have them: for writing only.
+constexpr const char* kWriteOnlyFiles[] = {"/sys/class/gpio/export", "/sys/class/gpio/unexport",
+                                           "/sys/devices/platform/mxs-pxp.0/nextreg_state"};
+
 // The first line, at most `limit` bytes. Empty when the file cannot be read.
 std::string FirstLine(const fs::path& path, std::size_t limit = 127) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -135,6 +139,9 @@ bool BoardFolder::Create(std::string& error) {
             return false;
         }
     }
+    std::error_code ignored;
+    for (const char* path : kWriteOnlyFiles)
+        fs::permissions(Device(path), fs::perms::owner_write, ignored);
     const fs::path settings = ProgramDirectory() / "varnosvconf.xml";
     if (!fs::exists(settings)) fs::copy_file(checkout_ / "settings" / "varnosvconf.xml", settings, code);
     for (const fs::path& link : {ProgramDirectory() / "img", Device("/usr/varno/img")}) {
@@ -276,10 +283,7 @@ void BoardFolder::PublishMounts(const Shown& now) const {
 void BoardFolder::PublishLines(bool tv_cable) const {
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(Device(kGpioFolder), ignored)) {
-        std::string direction = FirstLine(entry.path() / "direction");
-        std::transform(direction.begin(), direction.end(), direction.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        if (direction == "in") Rewrite(entry.path() / "value", tv_cable ? "1\n" : "0\n");
+        if (FirstLine(entry.path() / "direction") == "in") Rewrite(entry.path() / "value", tv_cable ? "1\n" : "0\n");
     }
 }
 

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <string_view>
 #include <utility>
 
 namespace board {
@@ -21,6 +22,13 @@ constexpr int kMountFailed = 32;  // mount(8)'s
 
 bool StartsWith(const std::string& text, const char* start) {
     return text.compare(0, std::strlen(start), start) == 0;
+}
+
+// The direction of a GPIO line, as a sysfs file.
+bool IsLineDirection(const std::string& path) {
+    constexpr std::string_view kEnd = "/direction";
+    return StartsWith(path, "/sys/class/gpio/gpio") && path.size() > kEnd.size() &&
+           path.compare(path.size() - kEnd.size(), kEnd.size(), kEnd) == 0;
 }
 
 // The arguments that are no options.
@@ -121,6 +129,11 @@ int BoardShell::Redirect(const ShellCommand& command, const std::string& text) {
     if (command.output_file == gpio_folder + "/unexport") return folder_.UnexportGpio(number) ? 0 : 1;
 
     if (const auto unit = BoardFolder::MassStorageUnit(command.output_file)) return WriteUnit(*unit, text);
+
+    // As the kernel reads it: "IN" is no direction, and the line stays what it was.
+    if (IsLineDirection(command.output_file) && number != "in" && number != "out" && number != "low" &&
+        number != "high")
+        return 1;
 
     const auto file = folder_.ResolveForCommand(command.output_file);
     if (!file || !Writable(command.output_file)) return kShellError;

@@ -102,7 +102,7 @@ int BufferQueue::Queue(int owner, v4l2_buffer& buffer) {
 int BufferQueue::Dequeue(int owner, v4l2_buffer& buffer) {
     if (buffer.type != type_ || buffer.memory != V4L2_MEMORY_MMAP || !streaming_) return -EINVAL;
     if (!OwnedBy(owner)) return -EBUSY;
-    if (finished_.empty()) return queued_.empty() ? -EINVAL : -EAGAIN;
+    if (finished_.empty()) return -EAGAIN;
     const unsigned index = finished_.front();
     finished_.pop_front();
     buffers_[index].state = State::Idle;

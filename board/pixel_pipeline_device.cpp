@@ -123,8 +123,11 @@ int PixelPipelineDevice::StreamIoctl(const OpenNode& node, unsigned long request
             if (result == 0) Show();
             return result;
         }
-        case VIDIOC_DQBUF:
-            return queue_.Dequeue(node.descriptor, *static_cast<v4l2_buffer*>(argument));
+        case VIDIOC_DQBUF: {
+            const int result = queue_.Dequeue(node.descriptor, *static_cast<v4l2_buffer*>(argument));
+            // Nothing is queued, or it would be finished: a driver would wait for ever.
+            return result == -EAGAIN && node.blocking ? -EINVAL : result;
+        }
         case VIDIOC_STREAMON:
         case VIDIOC_STREAMOFF:
             if (*static_cast<int*>(argument) != V4L2_BUF_TYPE_VIDEO_OUTPUT) return -EINVAL;

@@ -9,8 +9,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "mwin/windows.h"
-
 namespace mwin {
 namespace {
 
@@ -18,43 +16,13 @@ constexpr auto kRescanPeriod = std::chrono::seconds(1);
 // What one Read takes in before it hands out.
 constexpr std::size_t kMaxWaiting = 256;
 
-int VirtualKeyOf(unsigned code) {
-    switch (code) {
-        case KEY_ENTER:
-        case KEY_KPENTER:
-        case KEY_OK:
-        case KEY_SELECT:
-            return VK_RETURN;
-        case KEY_ESC:
-            return VK_ESCAPE;
-        case KEY_LEFT:
-            return VK_LEFT;
-        case KEY_UP:
-            return VK_UP;
-        case KEY_RIGHT:
-            return VK_RIGHT;
-        case KEY_DOWN:
-            return VK_DOWN;
-        case KEY_F1:
-            return VK_F1;
-        case KEY_F2:
-            return VK_F2;
-        case KEY_F3:
-            return VK_F3;
-        case KEY_F4:
-            return VK_F4;
-        default:
-            return 0;
-    }
-}
-
 bool IsSameFile(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_rdev == b.st_rdev;
 }
 
 }  // namespace
 
-EvdevKeys::EvdevKeys(std::string directory) : directory_(std::move(directory)) {
+EvdevKeys::EvdevKeys(std::string directory, KeyMap map) : directory_(std::move(directory)), map_(std::move(map)) {
     CheckDirectory();
 }
 
@@ -137,7 +105,7 @@ void EvdevKeys::Take(Device& device, const input_event& event) {
         if (event.code == SYN_REPORT) device.lost_events = false;
         return;
     }
-    const int key = VirtualKeyOf(event.code);
+    const int key = map_.VirtualKeyOf(event.code);
     if (event.type != EV_KEY || key == 0 || device.lost_events || event.value < 0 || event.value > 2) return;
     constexpr KeyEvent::Kind kKinds[] = {KeyEvent::Kind::Release, KeyEvent::Kind::Press, KeyEvent::Kind::Repeat};
     waiting_.push_back({key, kKinds[event.value]});

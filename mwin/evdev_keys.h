@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "mwin/file_descriptor.h"
+#include "mwin/key_map.h"
 #include "mwin/platform.h"
 
 namespace mwin {
@@ -19,7 +20,7 @@ namespace mwin {
 // Every event* node of a directory. Devices that come are found, those that go are dropped. UI thread.
 class EvdevKeys final : public Keys {
   public:
-    explicit EvdevKeys(std::string directory = "/dev/input");
+    explicit EvdevKeys(std::string directory = "/dev/input", KeyMap map = {});
 
     bool Read(KeyEvent& event) override;
     // What to wait on: becomes readable when a key waits or a device came.
@@ -39,6 +40,7 @@ class EvdevKeys final : public Keys {
     void Take(Device& device, const input_event& event);
 
     std::string directory_;
+    KeyMap map_;
     FileDescriptor watch_;  // inotify; invalid while the directory is missing
     std::chrono::steady_clock::time_point last_scan_;
     std::map<std::string, std::unique_ptr<Device>> devices_;  // by name

@@ -40,7 +40,8 @@ bool CheckTVoutWire() {
 void RefreshNextReg() {
     constexpr char kRefresh[] = "1";  // written with its final NUL
     bool opened = false;
+    // A driver may offer it for writing only: the kernel then refuses even root to open it for both.
     const ssize_t written =
-        Varno::WriteNode(Varno::kNextRegisters, O_RDWR | O_TRUNC, kRefresh, sizeof(kRefresh), opened);
+        Varno::WriteNode(Varno::kNextRegisters, O_WRONLY | O_TRUNC, kRefresh, sizeof(kRefresh), opened);
     if (written != static_cast<ssize_t>(sizeof(kRefresh))) std::printf("Can't open file %s\n", Varno::kNextRegisters);
 }

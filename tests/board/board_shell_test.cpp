@@ -150,7 +150,8 @@ TEST_F(BoardShellTest, GpioLines) {
     EXPECT_EQ(Run("echo 117 > /sys/class/gpio/export"), 0);
     EXPECT_EQ(Run("echo 117 > /sys/class/gpio/export"), 1) << "exported already";
     EXPECT_EQ(Run("echo x > /sys/class/gpio/export"), 1);
-    EXPECT_EQ(Run("echo IN > /sys/class/gpio/gpio117/direction"), 0);
+    EXPECT_EQ(Run("echo IN > /sys/class/gpio/gpio117/direction"), 1) << "the kernel knows it in small letters only";
+    EXPECT_EQ(board.Read("/sys/class/gpio/gpio117/direction"), "in\n");
     EXPECT_EQ(board.Read("/sys/class/gpio/gpio117/value"), "0\n");
     board.Set(&board::Block::tv_cable, true);
     EXPECT_EQ(board.Read("/sys/class/gpio/gpio117/value"), "1\n");

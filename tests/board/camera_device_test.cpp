@@ -143,7 +143,7 @@ TEST_F(CameraDeviceTest, FaultsShowAsADriverShowsThem) {
                  {board::kDqbufStuck, 0, 0, 0, EAGAIN, 0, 0},
                  {board::kDqbufEio, 0, 0, 1, EIO, 0, 0},
                  {board::kStreamonRefused, 0, ENOSPC, 1, EINVAL, 0, 0},
-                 {board::kQbufRefused, EIO, 0, 0, EINVAL, 0, 0},
+                 {board::kQbufRefused, EIO, 0, 0, EAGAIN, 0, 0},
                  {board::kShortFrame, 0, 0, 1, 0, 76800, 0},
                  {board::kErrorFlag, 0, 0, 1, 0, 153600, V4L2_BUF_FLAG_ERROR}};
     for (const auto& c : cases) {

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <sstream>
 #include <thread>
 
 #include "mwin/evdev_keys.h"
@@ -58,6 +59,16 @@ class EvdevKeys : public testing::Test {
     }
     std::string directory;
 };
+
+TEST_F(EvdevKeys, FollowTheirMap) {
+    AddDevice("event0");
+    mwin::KeyMap map;
+    std::istringstream text("enter = " + std::to_string(KEY_VOLUMEUP));
+    map.Read(text, "map");
+    mwin::EvdevKeys keys(directory, map);
+    Send("event0", {Key(KEY_ENTER, 1), Key(KEY_VOLUMEUP, 1)});
+    EXPECT_EQ(ReadAll(keys), (Read{{VK_RETURN, Kind::Press}}));
+}
 
 TEST_F(EvdevKeys, MapsKeysAndKinds) {
     AddDevice("event0");

@@ -1,0 +1,47 @@
+// What a user does with the program in the virtual machine, and what is to be seen of it.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/kernel/virtual_machine.h"
+
+namespace kernel_test {
+
+// All of these throw std::runtime_error with the end of the program's log when what they wait for does not come.
+
+// A shell command that prints how many pictures the pixel pipeline was given.
+constexpr char kPictures[] = "sed -n 's/^pictures //p' /sys/kernel/debug/varno_board/pxp";
+
+// The camera plugged in, the program started, live pictures seen.
+void StartLiveView(VirtualMachine& machine);
+// Ended as when the system goes down.
+void StopProgram(VirtualMachine& machine);
+// `count` more pictures have reached the screen.
+void WaitForPictures(VirtualMachine& machine, unsigned count = 3);
+// The command succeeds in the machine in time.
+void WaitFor(VirtualMachine& machine, double seconds, const std::string& command);
+// The program's log has this text, as often as `times` or more.
+void WaitForLog(VirtualMachine& machine, const std::string& text, int times = 1);
+// The state machine's last word: "CAM_STATUS_VIEW" …
+void WaitForState(VirtualMachine& machine, const std::string& state);
+
+// The screen looks as it should; looked at again and again.
+void WaitForScreen(VirtualMachine& machine, const std::function<bool(const ScreenPicture&)>& is_right);
+
+// From still mode: switched to video mode, recording, and frames are on the card.
+void StartVideo(VirtualMachine& machine);
+void StopVideo(VirtualMachine& machine);
+void TakeStill(VirtualMachine& machine);
+
+// What the shell command prints on the host.
+std::string OutputOf(const std::string& command);
+// The card's files with this extension, sorted, read outside after the machine wrote them back.
+std::vector<std::string> CopiedFiles(VirtualMachine& machine, const std::string& extension);
+// Unmounts the card: what a check of its file system outside finds wrong; empty for nothing.
+std::string CheckCard(VirtualMachine& machine);
+// The numbers of a video's frames, decoded outside by another program.
+std::vector<unsigned> FrameNumbers(const std::string& video);
+
+}  // namespace kernel_test

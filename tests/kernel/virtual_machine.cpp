@@ -1,0 +1,215 @@
+#include "tests/kernel/virtual_machine.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace kernel_test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kPollPeriod{100};
+
+[[noreturn]] void Fail(const std::string& what) {
+    throw std::runtime_error(what);
+}
+
+Clock::duration Seconds(double count) {
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(count));
+}
+
+// Calls `condition` until it is true or the time is over.
+template <class Condition>
+bool Poll(double seconds, const Condition& condition) {
+    const auto deadline = Clock::now() + Seconds(seconds);
+    while (!condition()) {
+        if (Clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(kPollPeriod);
+    }
+    return true;
+}
+
+void Shell(const std::string& command) {
+    if (std::system(command.c_str()) != 0) Fail("failed: " + command);
+}
+
+// An empty card as one buys it.
+void MakeCard(const std::string& image, int mib) {
+    constexpr int kFirstPartKib = 1024;
+    const std::string card = "'" + image + "'";
+    Shell("export PATH=$PATH:/sbin:/usr/sbin; rm -f " + card + " && truncate -s " + std::to_string(mib) + "M " + card +
+          " && echo 'start=2048, type=c' | sfdisk -q " + card + " && mkfs.vfat -n CARD --offset 2048 " + card + " " +
+          std::to_string(mib * 1024 - kFirstPartKib) + " >/dev/null 2>&1");
+}
+
+std::vector<std::string> MachineArguments(const std::string& card, int memory_mib, int agent, int monitor) {
+    // Words without blanks, so that a line reads as the command does.
+    std::istringstream fixed(
+        "qemu-system-x86_64 -accel tcg -cpu qemu64 -nodefaults -no-user-config -vga none -display none -no-reboot "
+        "-device virtio-serial-pci -device virtserialport,chardev=agent,name=agent -mon chardev=monitor,mode=control "
+        "-serial chardev:console -device bochs-display,xres=320,yres=240 -device virtio-keyboard-pci "
+        "-device sdhci-pci -device sd-card,id=sd,drive=card -device i6300esb -action watchdog=reset");
+    std::vector<std::string> all{std::istream_iterator<std::string>(fixed), {}};
+    const std::pair<const char*, std::string> more[] = {
+        {"-m", std::to_string(memory_mib)},
+        {"-kernel", g_files.kernel},
+        {"-initrd", g_files.initramfs},
+        {"-append", "console=ttyS0 loglevel=4 panic=-1 video=320x240-32 vt.global_cursor_default=0 mitigations=off"},
+        {"-chardev", "file,id=console,path=" + g_files.scratch + "/console.log"},
+        {"-chardev", "socket,id=agent,fd=" + std::to_string(agent)},
+        {"-chardev", "socket,id=monitor,fd=" + std::to_string(monitor)},
+        {"-drive", "if=none,id=card,format=raw,file=" + card},
+    };
+    for (const auto& [option, value] : more) {
+        all.emplace_back(option);
+        all.push_back(value);
+    }
+    return all;
+}
+
+// In the child: becomes the machine.
+[[noreturn]] void Become(std::vector<std::string> arguments, const std::string& log, const Channel& agent,
+                         const Channel& monitor) {
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments)
+        pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // whatever ends the test, no machine stays behind
+    fcntl(agent.OtherEnd(), F_SETFD, 0);
+    fcntl(monitor.OtherEnd(), F_SETFD, 0);
+    const int output = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    execvp(pointers[0], pointers.data());
+    _exit(127);
+}
+
+}  // namespace
+
+MachineFiles g_files;
+
+VirtualMachine::VirtualMachine(const Options& options) : card_(g_files.scratch + "/card.img") {
+    MakeCard(card_, options.card_mib);
+    try {
+        Start(options.memory_mib);
+    } catch (const std::runtime_error& error) {
+        std::ifstream log(g_files.scratch + "/machine.log");
+        const std::string said((std::istreambuf_iterator<char>(log)), {});
+        Fail(std::string(error.what()) + "; the machine said: " + said);
+    }
+}
+
+VirtualMachine::~VirtualMachine() {
+    agent_.reset();
+    monitor_.reset();
+    if (process_ <= 0) return;
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+}
+
+void VirtualMachine::Start(int memory_mib) {
+    agent_ = std::make_unique<Channel>();
+    monitor_ = std::make_unique<Channel>();
+    const auto arguments = MachineArguments(card_, memory_mib, agent_->OtherEnd(), monitor_->OtherEnd());
+    process_ = fork();
+    if (process_ < 0) Fail("no process for the machine");
+    if (process_ == 0) Become(arguments, g_files.scratch + "/machine.log", *agent_, *monitor_);
+    agent_->ReleaseOtherEnd();
+    monitor_->ReleaseOtherEnd();
+    monitor_->Line();  // its greeting
+    Monitor("qmp_capabilities", nlohmann::json::object());
+    if (agent_->Line() != "ready") Fail("the agent does not say that it is ready");
+}
+
+VirtualMachine::Answer VirtualMachine::Run(const std::string& command) {
+    agent_->Write(command + "\n");
+    std::istringstream head(agent_->Line());
+    Answer answer;
+    std::size_t size = 0;
+    if (!(head >> answer.status >> size)) Fail("the agent answers without sense");
+    answer.output = agent_->Bytes(size);
+    return answer;
+}
+
+std::string VirtualMachine::Output(const std::string& command) {
+    Answer answer = Run(command);
+    if (answer.status != 0) Fail("in the machine: " + command + ": " + answer.output);
+    return answer.output;
+}
+
+bool VirtualMachine::Within(double seconds, const std::string& command) {
+    return Poll(seconds, [&] { return Run(command).status == 0; });
+}
+
+nlohmann::json VirtualMachine::Monitor(const std::string& command, const nlohmann::json& arguments) {
+    monitor_->Write(nlohmann::json{{"execute", command}, {"arguments", arguments}}.dump() + "\n");
+    for (;;) {
+        nlohmann::json answer = nlohmann::json::parse(monitor_->Line());
+        if (answer.contains("return")) return answer["return"];
+        if (answer.contains("error")) Fail(command + ": " + answer["error"].dump());
+        TakeEvent(answer);
+    }
+}
+
+void VirtualMachine::TakeEvent(const nlohmann::json& event) {
+    if (event.value("event", "") == "SHUTDOWN") end_reason_ = event["data"].value("reason", "");
+}
+
+void VirtualMachine::Press(const std::string& key) {
+    Monitor("send-key", {{"keys", {{{"type", "qcode"}, {"data", key}}}}});
+}
+
+ScreenPicture VirtualMachine::Screen() {
+    const std::string file = g_files.scratch + "/screen.ppm";
+    Monitor("screendump", {{"filename", file}});
+    std::ifstream in(file, std::ios::binary);
+    std::string type;
+    int width = 0;
+    int height = 0;
+    int most = 0;
+    in >> type >> width >> height >> most;
+    in.get();
+    const std::string bytes((std::istreambuf_iterator<char>(in)), {});
+    if (type != "P6" || bytes.size() != static_cast<std::size_t>(width * height * 3)) Fail("no picture of the screen");
+    ScreenPicture picture(static_cast<std::size_t>(width * height));
+    const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
+    for (std::uint32_t& pixel : picture) {
+        pixel = static_cast<std::uint32_t>(at[0] << 16 | at[1] << 8 | at[2]);
+        at += 3;
+    }
+    return picture;
+}
+
+void VirtualMachine::EjectCard() {
+    Monitor("eject", {{"id", "sd"}, {"force", true}});
+}
+
+void VirtualMachine::InsertCard() {
+    Monitor("blockdev-change-medium", {{"id", "sd"}, {"filename", card_}, {"format", "raw"}});
+}
+
+bool VirtualMachine::EndsWithin(double seconds) {
+    if (!Poll(seconds, [&] { return waitpid(process_, nullptr, WNOHANG) == process_; })) return false;
+    process_ = -1;
+    try {
+        for (;;)
+            TakeEvent(nlohmann::json::parse(monitor_->Line()));
+    } catch (const std::runtime_error&) {
+        // Everything it said is read.
+    }
+    return true;
+}
+
+}  // namespace kernel_test
