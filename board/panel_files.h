@@ -1,4 +1,4 @@
-// The panel's page, style, script and icon: the files of board/web, built into the program.
+// The panel's page, style, scripts and icon: the files of board/web, built into the program.
 #pragma once
 
 #include <cstddef>
