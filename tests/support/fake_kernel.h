@@ -154,7 +154,7 @@ class FakeKernel : public Varno::Kernel {
     int SetRealTime(const std::timespec& now) override {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (Fails(Call::SetRealTime)) return -1;
-        m_real = now;
+        if (sets_clock) m_real = now;
         return 0;
     }
     std::chrono::nanoseconds Monotonic() override {

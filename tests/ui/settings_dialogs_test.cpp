@@ -228,16 +228,18 @@ TEST_F(DateTime, EnterSetsBothClocks) {
     };
     g_mainWindowHooks.stop_all_timers = [] { g_order.emplace_back("stop"); };
     g_mainWindowHooks.start_all_timers = [] { g_order.emplace_back("start"); };
-    const struct {
+    struct Case {
         std::vector<std::string> fields;
         const char* rtc;
-        long seconds;
-    } cases[] = {{{"05", "17", "2024", "12", "00"}, "2024-05-17 12:00:00", 1715947200},
-                 {{"02", "31", "2023", "23", "59"}, "2023-03-03 23:59:00", 1677887940},
-                 {{"02", "31", "2024", "00", "00"}, "2024-03-02 00:00:00", 1709337600},
-                 {{"01", "01", "2010", "00", "00"}, "2010-01-01 00:00:00", 1262304000},
-                 {{"12", "31", "2099", "23", "59"}, "2099-12-31 23:59:00", 4102444740},
-                 {{"", "x", "", "7", ""}, "2024-05-17 07:00:00", 1715929200}};
+        long long seconds;
+    };
+    std::vector<Case> cases{{{"05", "17", "2024", "12", "00"}, "2024-05-17 12:00:00", 1715947200},
+                            {{"02", "31", "2023", "23", "59"}, "2023-03-03 23:59:00", 1677887940},
+                            {{"02", "31", "2024", "00", "00"}, "2024-03-02 00:00:00", 1709337600},
+                            {{"01", "01", "2010", "00", "00"}, "2010-01-01 00:00:00", 1262304000},
+                            {{"", "x", "", "7", ""}, "2024-05-17 07:00:00", 1715929200}};
+    // Where the calendar ends in 2038, as on the board, the services refuse it with a message of their own.
+    if (sizeof(time_t) > 4) cases.push_back({{"12", "31", "2099", "23", "59"}, "2099-12-31 23:59:00", 4102444740});
     for (const bool refused : {false, true}) {
         for (const auto& c : cases) {
             SCOPED_TRACE(c.rtc);
