@@ -88,7 +88,7 @@ class CVarnoSVMain {
     void KickWatchdog();
     void CheckSpace();
     void CheckPowerOff();
-    void ShowWarning(WaningBoxType kind) const;
+    void ShowWarning(WaningBoxType kind, const char* trace = "") const;
     void WarnNoSpace(bool trace);
     void ChangeToNewState(CamStatus status);
     void DetectCamera();

@@ -112,17 +112,17 @@ void CVarnoSVMain::CheckSpace() {
     if (GetAvailSpace() < kMinimumKib && m_bCanEnterSpaceAutoWarn) WarnNoSpace(true);
 }
 
-void CVarnoSVMain::ShowWarning(WaningBoxType kind) const {
+void CVarnoSVMain::ShowWarning(WaningBoxType kind, const char* trace) const {
     const std::unique_ptr<CVarnoUIDlgWarning> dialog(CVarnoUIDlgWarning::CreateNew(m_hInst, nullptr));
     dialog->DoModal(kind);
+    fputs(trace, stdout);
 }
 
 // Ends whatever is recorded. Ticks that run meanwhile find m_bTimerContinue cleared.
 void CVarnoSVMain::WarnNoSpace(bool trace) {
     m_bTimerContinue = false;
     EnterMenu();
-    ShowWarning(WARNBOX_NoSpace);
-    if (trace) printf("WARNBOX_NoSpace\n");
+    ShowWarning(WARNBOX_NoSpace, trace ? "WARNBOX_NoSpace\n" : "");
     Varno::ReleaseVMCache(Varno::K_CACHE_PAGE);
     ExitMenu();
     m_bTimerContinue = true;
@@ -156,8 +156,10 @@ void CVarnoSVMain::DecideCapture() {
         ChangeToNewState(m_lastStatus);
     } else if (m_pRecMode->CurMode() == REC_MODE_VIDEO) {
         ChangeToNewState(CAM_STATUS_REC_VIDEO_WAIT);
-    } else {
+    } else if (m_pRecMode->CurMode() == REC_MODE_IMAGE) {
         ChangeToNewState(CAM_STATUS_REC_IMAGE_WAIT);
+    } else {
+        ChangeToNewState(m_lastStatus);
     }
 }
 
@@ -254,6 +256,8 @@ bool CVarnoSVMain::InitCamera() {
 }
 
 void CVarnoSVMain::PauseCamera() {
+    const bool recording = m_curStatus == CAM_STATUS_REC_VIDEO || m_curStatus == CAM_STATUS_REC_VIDEO_STOP_WAIT;
+    if (recording) m_bCanEnterSpaceAutoWarn = false;
     if (m_pRecMode != nullptr) m_pRecMode->StopRecord();
     if (m_camctrl != nullptr) {
         m_camctrl->StopRecordAVI();

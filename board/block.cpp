@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 #include <system_error>
 
 namespace board {
@@ -49,6 +50,9 @@ SharedBlock::SharedBlock() : descriptor_(memfd_create("board", MFD_CLOEXEC)) {
     block.nand.capacity_kib = kDefaultNandKib;
     block.battery_millivolts = 2046;
     CopyText(block.lcd_parameters, "lcd_panel=ili9341");
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    block.rtc_offset_s = localtime_r(&now, &local)->tm_gmtoff;
     Boot(block);
 }
 
@@ -102,6 +106,7 @@ void Boot(Block& block) {
     block.card.mounted = block.card.present;
     block.nand.mounted = block.nand.present;
     block.powered_off = false;
+    block.system_offset_ns = block.boot_offset_s * 1000000000;
     CopyText(block.display, block.lcd_parameters);
     block.video_sequence = block.video_length = 0;
     block.keys = {};

@@ -124,6 +124,7 @@ struct Block {
     bool power_off_requested;
     std::int64_t system_offset_ns;  // the board's wall clock minus the PC's
     std::int64_t rtc_offset_s;      // the RTC's fields, read as if UTC, minus the PC's time in seconds since 1970
+    std::int64_t boot_offset_s;     // the same, read as the local time that they are: what a power-up sets the clock by
 
     // Outputs of the devices.
     PixelPipelineState pxp;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "board/camera_source.h"
+#include "board/small_devices.h"
 
 namespace board {
 namespace {
@@ -30,14 +31,13 @@ std::string FormatTime(std::time_t seconds) {
     return {text.data(), std::strftime(text.data(), text.size(), kTimeFormat, &fields)};
 }
 
-std::optional<std::time_t> ParseTime(const std::string& text) {
+std::optional<std::tm> ParseTime(const std::string& text) {
     std::tm fields{};
     const char* const end = strptime(text.c_str(), kTimeFormat, &fields);
-    if (!end || *end != '\0' || fields.tm_year < 0 || fields.tm_year > 299) return std::nullopt;
-    const std::time_t seconds = timegm(&fields);
+    if (!end || *end != '\0' || fields.tm_year < 70 || fields.tm_year > 299) return std::nullopt;
     // The 31st of a shorter month parses, and would come back as another day.
-    if (FormatTime(seconds) != text) return std::nullopt;
-    return seconds;
+    if (FormatTime(timegm(&fields)) != text) return std::nullopt;
+    return fields;
 }
 
 // What /etc/lcdparams may hold.
@@ -109,7 +109,7 @@ std::uint32_t Faults(const std::string& name, const json& value) {
     return faults;
 }
 
-std::time_t Time(const std::string& name, const json& value) {
+std::tm Time(const std::string& name, const json& value) {
     const auto time = ParseTime(Text(name, value));
     if (!time) Refuse(name, "wants a time like 2012-01-31T23:59:59");
     return *time;
@@ -172,10 +172,7 @@ class Changes {
         } else if (name == "power_off_requested") {
             Set(&Block::power_off_requested, Flag(name, value));
         } else if (name == "rtc") {
-            changes_.emplace_back([this, time = Time(name, value)] {
-                const BlockLock lock(block_);
-                block_.rtc_offset_s = time - clock_.WallClock().tv_sec;
-            });
+            changes_.emplace_back([this, fields = Time(name, value)] { WriteRtc(block_, clock_.WallClock(), fields); });
         } else {
             Refuse(name, "cannot be set");
         }

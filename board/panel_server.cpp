@@ -192,14 +192,15 @@ void PanelServer::Stop() {
 
 void PanelServer::Get(const std::string& pattern, Handler handler) {
     server_->Get(pattern, std::move(handler));
-    const Handler refuse = [](const Request&, Response& response) {
-        response.set_header("Allow", "GET, HEAD");
-        Answer(response, 405, "this can only be read");
+    const bool settable = pattern == "/board";
+    const Handler refuse = [settable](const Request&, Response& response) {
+        response.set_header("Allow", settable ? "GET, HEAD, PATCH" : "GET, HEAD");
+        Answer(response, 405, settable ? "this wants GET or PATCH" : "this can only be read");
     };
     server_->Post(pattern, WithoutBody(refuse));
     server_->Put(pattern, WithoutBody(refuse));
     server_->Delete(pattern, WithoutBody(refuse));
-    if (pattern != "/board") server_->Patch(pattern, WithoutBody(refuse));
+    if (!settable) server_->Patch(pattern, WithoutBody(refuse));
 }
 
 void PanelServer::Post(const std::string& pattern, Handler handler) {

@@ -86,8 +86,11 @@ bool WriteRtc(Block& block, const std::timespec& wall_clock, const std::tm& fiel
                       normal.tm_mday == fields.tm_mday && normal.tm_hour == fields.tm_hour &&
                       normal.tm_min == fields.tm_min && normal.tm_sec == fields.tm_sec;
     if (!same || fields.tm_year < 70) return false;
+    normal.tm_isdst = -1;
+    const std::time_t local = mktime(&normal);
     const BlockLock lock(block);
     block.rtc_offset_s = static_cast<std::int64_t>(seconds) - wall_clock.tv_sec;
+    block.boot_offset_s = static_cast<std::int64_t>(local) - wall_clock.tv_sec;
     return true;
 }
 

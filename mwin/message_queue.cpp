@@ -227,6 +227,13 @@ void MwLetKeysWait(BOOL wait) {
     mwin::queue().keys_wait = wait != FALSE;
 }
 
+void MwDropKeys() {
+    mwin::Queue& q = mwin::queue();
+    if (q.keys != nullptr) mwin::ReadKeys();
+    q.key_events.clear();
+    q.waiting_presses = 0;
+}
+
 BOOL GetMessage(MSG* message, HWND window, UINT first, UINT last) {
     mwin::Queue& q = mwin::queue();
     if (message == nullptr || q.clock == nullptr) return FALSE;

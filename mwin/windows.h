@@ -273,6 +273,8 @@ DWORD GetTickCount();
 
 // While keys wait none is handed out; afterwards they come in their order, to whoever has the focus by then.
 void MwLetKeysWait(BOOL wait);
+// Forgets the keys that wait.
+void MwDropKeys();
 
 // ---- Dialogs -------------------------------------------------------------------------------------------------------
 inline LPCSTR MAKEINTRESOURCE(std::uintptr_t id) {

@@ -26,10 +26,12 @@ bool ReadNode(const std::string& path, std::size_t limit, std::string& text, boo
     return length >= 0;
 }
 
-ssize_t WriteNode(const std::string& path, int flags, const void* data, std::size_t length, bool& opened) {
+ssize_t WriteNode(const std::string& path, int flags, const void* data, std::size_t length, bool& opened,
+                  const char* announcement) {
     const int fd = open(kernel().Path(path).c_str(), flags | O_CLOEXEC);
     opened = fd >= 0;
     if (!opened) return -1;
+    std::fputs(announcement, stdout);
     const ssize_t written = write(fd, data, length);
     const int error = errno;
     close(fd);

@@ -13,8 +13,9 @@ namespace Varno {
 bool ReadNode(const std::string& path, std::size_t limit, std::string& text, bool* opened = nullptr);
 
 // Writes `length` bytes, in one go, to an existing file, opened with `flags`. The result of write(2); `opened` tells
-// whether it came so far.
-ssize_t WriteNode(const std::string& path, int flags, const void* data, std::size_t length, bool& opened);
+// whether it came so far. `announcement` is printed between the two: of some writes nothing can be told afterwards.
+ssize_t WriteNode(const std::string& path, int flags, const void* data, std::size_t length, bool& opened,
+                  const char* announcement = "");
 
 // A decimal number at the start of `text`, limited to what a long long holds; 0 when there is none.
 long long ParseDecimal(const std::string& text);

@@ -95,11 +95,11 @@ int GetPowerOffStatus() {
 int SetPowerOffStatus() {
     constexpr char kNoRequest[] = "0000";  // written with its final NUL
     bool opened = false;
-    const ssize_t written = Varno::WriteNode(Varno::kPowerOffState, O_RDWR, kNoRequest, sizeof(kNoRequest), opened);
+    const ssize_t written =
+        Varno::WriteNode(Varno::kPowerOffState, O_RDWR, kNoRequest, sizeof(kNoRequest), opened, "SetPowerOffStatus\n");
     if (!opened) {
         Varno::ReportOpenError(Varno::kPowerOffState);
         return -1;
     }
-    std::printf("SetPowerOffStatus\n");
     return static_cast<int>(written);
 }

@@ -66,6 +66,13 @@ TEST_F(SmallDevicesTest, ClocksAreSetApart) {
     EXPECT_EQ(kernel.RealTime().tv_sec, 1325376002);
     EXPECT_EQ(kernel.RealTime().tv_nsec, 500);
     EXPECT_EQ(kernel.SetRealTime({-1, 0}), -1);
+
+    // At a power-up the RTC, which keeps local time, sets the clock.
+    board::Boot(board.Block());
+    tm local{};
+    const time_t now = kernel.RealTime().tv_sec;
+    EXPECT_EQ(localtime_r(&now, &local)->tm_year, 126);
+    EXPECT_EQ(local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec, 2);
 }
 
 TEST_F(SmallDevicesTest, UsbHostAnswersThroughTheCallItself) {

@@ -28,7 +28,9 @@ class Warnings : public ScenarioTest {
         EXPECT_TRUE(WarningShows());
         const std::size_t from = program->Output().size();
         program->Press(VK_F1);
-        program->Advance(2900ms);
+        program->Advance(1s);
+        program->Press(VK_F1);  // of no use to anybody: the warning still shows
+        program->Advance(1900ms);
         EXPECT_TRUE(WarningShows());
         EXPECT_TRUE(program->RunUntilPrinted("WM_DESTROY\nCVarnoUIDlgWarning::DestoryDialog\n", from));
     }
@@ -197,6 +199,21 @@ TEST_F(Warnings, QuestionBelow) {
     EXPECT_EQ(board.Get(&board::Block::violations), 0U);
     EXPECT_THAT(CardFiles(), SizeIs(1));
     EXPECT_GT(Drawn(kCardBox), 0);
+}
+
+// The space is warned of once during a recording, not after a PC has ended it.
+TEST_F(Warnings, ARecordingThatAPcEndedIsOver) {
+    StartLive();
+    ChooseVideo();
+    RecordForAWhile();
+    Set(&board::Block::usb_host, true);
+    ASSERT_TRUE(program->RunUntil([this] { return WarningShows(); }, 5s));
+    SetCardSpace(100);
+    Set(&board::Block::usb_host, false);
+    ASSERT_TRUE(program->RunUntil([this] { return State() == "VIEW"; }, 6s));
+    program->Advance(3s);
+    EXPECT_EQ(State(), "VIEW");
+    EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), 0);
 }
 
 TEST_F(Warnings, PcGetsTheStorageAndGivesItBack) {

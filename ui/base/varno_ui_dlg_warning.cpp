@@ -88,9 +88,11 @@ void CVarnoUIDlgWarning::LoadPictures() {
     if (LeavesByKey()) m_pLeaveImage.reset(Varno::LoadImage("img/leave_f1.png"));
 }
 
-// The pause keeps the picture where it is; nothing else runs meanwhile.
+// The pause keeps the picture where it is; nothing else runs meanwhile, and a key pressed now is not meant for what
+// comes back after it.
 void CVarnoUIDlgWarning::DestoryDialog() {
     Varno::SleepSignalsOpen(kFarewell);
+    MwDropKeys();
     printf("WM_DESTROY\n");
     if (m_tTimer != 0) KillTimer(m_hHwnd, m_tTimer);
     m_tTimer = 0;

@@ -1,5 +1,7 @@
 #include "ui/media/overlay_view.h"
 
+#include <vector>
+
 #include "media/clip_frame.h"
 #include "sys/kernel.h"
 #include "video/v4l2_mxs_pxp_ctrl.h"
@@ -32,6 +34,13 @@ OverlayView::OverlayView()
 OverlayView::~OverlayView() {
     Hide();
     SetView(m_zoomWidth, m_zoomHeight, m_rotation);
+    // Live view may be switched on before its first frame is there: what is seen until then is black, not the clip's
+    // last frame read at another size.
+    constexpr unsigned char kBlack[] = {0, 128};
+    std::vector<unsigned char> black(ClipFrame::kBytes);
+    for (std::size_t i = 0; i < black.size(); ++i)
+        black[i] = kBlack[i % 2];
+    if (Overlay().IsStreaming()) Prepare(black.data());
 }
 
 // Opening takes long, and playback would stand still with it: once a second is often enough.

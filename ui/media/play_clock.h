@@ -11,12 +11,18 @@ class PlayClock {
     void Clear() { *this = {}; }
     bool Started() const { return timerisset(&m_tvVideoStart_tval); }
     void Start(const timeval& now) { m_tvVideoStart_tval = now; }
-    void Pause(const timeval& now) { m_tvVideoPause_tval = now; }
+    // A pause before the start is none.
+    void Pause(const timeval& now) {
+        if (Started()) m_tvVideoPause_tval = now;
+    }
     // Takes the pause that ends now off the playing time; all pauses so far.
     const timeval& Resume(const timeval& now) {
-        timeval pause{};
-        timersub(&now, &m_tvVideoPause_tval, &pause);
-        timeradd(&m_tvVideoInterval_tval, &pause, &m_tvVideoInterval_tval);
+        if (timerisset(&m_tvVideoPause_tval)) {
+            timeval pause{};
+            timersub(&now, &m_tvVideoPause_tval, &pause);
+            timeradd(&m_tvVideoInterval_tval, &pause, &m_tvVideoInterval_tval);
+            m_tvVideoPause_tval = {};
+        }
         return m_tvVideoInterval_tval;
     }
     // Milliseconds, the part of a second in steps of 25.

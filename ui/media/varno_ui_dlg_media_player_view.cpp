@@ -123,8 +123,16 @@ void CVarnoUIDlgMediaPlayer::DrawIndex(HDC dc) const {
     if (!m_bBroken) return;
     RECT middle{at.index_margin, (at.height - at.line_height) / 2, at.width - at.index_margin,
                 (at.height + at.line_height) / 2};
-    DrawText(dc, m_files[m_nImgPos].m_strName.c_str(), -1, &middle,
-             DT_CENTER | DT_VCENTER | DT_SINGLELINE | DT_NOPREFIX);
+    const std::string& name = m_files[m_nImgPos].m_strName;
+    HFONT font = Varno::CreateFittingFont("MSYH.TTF", at.line_height * 5 / 6, FW_NORMAL, m_hHwnd, {name}, middle);
+    SelectObject(dc, font);
+    RECT needed = middle;
+    DrawText(dc, name.c_str(), -1, &needed, DT_SINGLELINE | DT_NOPREFIX | DT_CALCRECT);
+    // Of one that fits in no size the beginning is seen.
+    const UINT alignment = needed.right > middle.right ? DT_LEFT : DT_CENTER;
+    DrawText(dc, name.c_str(), -1, &middle, alignment | DT_VCENTER | DT_SINGLELINE | DT_NOPREFIX);
+    SelectObject(dc, m_hfIndex);
+    DeleteObject(font);
 }
 
 // Sign and time lie over the picture, which they draw themselves where they are.
