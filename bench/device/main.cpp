@@ -164,7 +164,7 @@ void WritePhotos(DeviceKernel& kernel) {
 bool PhotosAreShown() {
     constexpr int kWidth = 320;
     constexpr std::uint32_t kColor = 0xFFFFFF;
-    constexpr std::uint32_t kEmptyCell = 0xE6E2DE;
+    constexpr std::uint32_t kEmptyCell = 0xDEE2E6;
     std::uint32_t first = kEmptyCell;
     const int screen = open("fb0", O_RDONLY | O_CLOEXEC);
     bool same = screen >= 0;
