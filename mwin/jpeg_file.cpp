@@ -14,6 +14,9 @@ namespace {
 constexpr long kMaxDecoderMemory = 48L * 1024 * 1024;
 // Progressive files have about ten scans; a small file with thousands of them would keep the decoder busy for minutes.
 constexpr int kMaxScans = 100;
+// libjpeg has a quick way to decode for as long as 3 KiB of input are at hand. Its own source for files reads 4 KiB at
+// a time, so that three quarters of a photo would be decoded the slow way.
+constexpr std::size_t kReadBytes = 64 * 1024;
 
 struct Decoder {
     jpeg_decompress_struct info{};
@@ -21,6 +24,9 @@ struct Decoder {
     jpeg_progress_mgr progress{};
     std::jmp_buf failed{};
     std::unique_ptr<std::uint8_t[]> cmyk_row;
+    jpeg_source_mgr from_file{};
+    FILE* file = nullptr;
+    std::unique_ptr<std::uint8_t[]> read;  // what was read from it last, kReadBytes at most
 
     Decoder() = default;
     Decoder(const Decoder&) = delete;
@@ -55,6 +61,42 @@ void Warn(j_common_ptr info, int level) {
 void CheckScans(j_common_ptr info) {
     if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > kMaxScans) Fail(info);
 }
+
+// ---- Reading from a file -------------------------------------------------------------------------------------------
+
+void KeepSource(j_decompress_ptr /*info*/) {}
+
+boolean ReadOn(j_decompress_ptr info) {
+    auto& decoder = *static_cast<Decoder*>(info->client_data);
+    const std::size_t got = std::fread(decoder.read.get(), 1, kReadBytes, decoder.file);
+    if (got == 0) ERREXIT(info, JERR_INPUT_EOF);
+    info->src->next_input_byte = decoder.read.get();
+    info->src->bytes_in_buffer = got;
+    return TRUE;
+}
+
+void Skip(j_decompress_ptr info, long count) {
+    if (count <= 0) return;
+    auto left = static_cast<std::size_t>(count);
+    while (left > info->src->bytes_in_buffer) {
+        left -= info->src->bytes_in_buffer;
+        ReadOn(info);
+    }
+    info->src->next_input_byte += left;
+    info->src->bytes_in_buffer -= left;
+}
+
+void ReadFromFile(Decoder& decoder) {
+    jpeg_source_mgr& source = decoder.from_file;
+    source.init_source = KeepSource;
+    source.fill_input_buffer = ReadOn;
+    source.skip_input_data = Skip;
+    source.resync_to_restart = jpeg_resync_to_restart;
+    source.term_source = KeepSource;
+    decoder.info.src = &source;
+}
+
+// ---- Decoding ------------------------------------------------------------------------------------------------------
 
 // The largest scale in eighths at which the picture fits; 0 when none does.
 unsigned FittingScale(const jpeg_decompress_struct& info) {
@@ -101,7 +143,7 @@ bool Decode(Decoder& decoder, const Source& source, const Room& room, Picture& p
     info.client_data = &decoder;
     info.mem->max_memory_to_use = kMaxDecoderMemory;
     if (source.file != nullptr) {
-        jpeg_stdio_src(&info, source.file);
+        ReadFromFile(decoder);
     } else {
         jpeg_mem_src(&info, source.data, source.size);
     }
@@ -140,6 +182,11 @@ Picture Decode(const Source& source, const Room& room) {
     decoder.errors.error_exit = Fail;
     decoder.errors.emit_message = Warn;
     decoder.progress.progress_monitor = CheckScans;
+    if (source.file != nullptr) {
+        decoder.file = source.file;
+        decoder.read.reset(new (std::nothrow) std::uint8_t[kReadBytes]);
+        if (!decoder.read) return {};
+    }
     Picture picture;
     return Decode(decoder, source, room, picture) ? std::move(picture) : Picture{};
 }

@@ -33,7 +33,7 @@ struct Picture {
 // Each is null for broken, truncated or absurdly large data. Thread-safe.
 Picture DecodePng(const std::uint8_t* data, std::size_t size);
 Picture DecodeJpeg(const std::uint8_t* data, std::size_t size, const Room& room = {});
-// Reads the file as it goes, from its current position, so that only a few rows of it are in memory at a time.
+// Reads the file as it goes, from its current position, so that only a piece of it is in memory at a time.
 Picture DecodeJpeg(FILE* file, const Room& room = {});
 Picture DecodeGif(const std::uint8_t* data, std::size_t size);
 // Tells the format by its first bytes.

@@ -1,10 +1,14 @@
 // The works whose instructions are counted. Usage: device_work NAME REPEATS in a folder that bench/device/run made;
 // device_work --list.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "app/globals.h"
@@ -12,6 +16,7 @@
 #include "bench/device/session.h"
 #include "media/jpeg_encoder.h"
 #include "mwin/windows.h"
+#include "ui/media/explorer_selection.h"
 #include "video/frames/pixel_conversion.h"
 #include "video/varno_cam_rec_ctrl.h"
 
@@ -139,6 +144,84 @@ void Menu(int repeats) {
         repeats);
 }
 
+// As many photos on the card as a page of the browser holds, as the program writes them, but of more than black.
+void WritePhotos(DeviceKernel& kernel) {
+    const auto path = [&kernel](int number) {
+        return kernel.Path("/mnt/card/DCIM/IMAG000") + std::to_string(number) + ".JPG";
+    };
+    auto frame = CameraFrame(640, 480);
+    initLut();
+    std::FILE* file = std::fopen(path(0).c_str(), "wbe");
+    const bool written = file && encode_yuv422_to_rgb_jpeg(file, frame.data(), 640, 480, 100) == 0;
+    if (!file || std::fclose(file) != 0 || !written) Finish(false, "the photo was not written");
+    for (unsigned number = 1; number < kPageItems; ++number) {
+        if (link(path(0).c_str(), path(static_cast<int>(number)).c_str()) != 0)
+            Finish(false, "the photo was not copied");
+    }
+}
+
+// Whether the same picture is in the middle of every cell of the browser.
+bool PhotosAreShown() {
+    constexpr int kWidth = 320;
+    constexpr std::uint32_t kColor = 0xFFFFFF;
+    constexpr std::uint32_t kEmptyCell = 0xDEE2E6;
+    std::uint32_t first = kEmptyCell;
+    const int screen = open("fb0", O_RDONLY | O_CLOEXEC);
+    bool same = screen >= 0;
+    for (unsigned cell = 0; cell < kPageItems; ++cell) {
+        const unsigned x = 55 + cell % kPageColumns * 105;
+        const unsigned y = 80 + cell / kPageColumns * 80;
+        std::uint32_t pixel = 0;
+        same = same && pread(screen, &pixel, sizeof pixel, static_cast<off_t>((y * kWidth + x) * sizeof pixel)) ==
+                           ssize_t{sizeof pixel};
+        if (cell == 0) first = pixel & kColor;
+        same = same && (pixel & kColor) == first;
+    }
+    close(screen);
+    return same && first != kEmptyCell && first != kColor;
+}
+
+// The browser on a page of photos, from the key to the last pixel: what the run with it takes more than the one that
+// stays in the choice between photos and videos for the same time.
+void Browser(int repeats) {
+    Session::Play(
+        [](Session& session, int runs) {
+            WritePhotos(session.Kernel());
+            session.RunToLiveView();
+            session.Press(VK_F4);
+            session.Run(seconds(1));
+            const bool open = runs > 1;
+            if (open) session.Press(VK_RETURN);
+            session.Run(seconds(2));
+            Finish(PhotosAreShown() == open, "the photos were not shown when they should be");
+        },
+        repeats);
+}
+
+// A clip that the program recorded, played for that many frames.
+void Played(int repeats) {
+    Session::Play(
+        [](Session& session, int frames) {
+            constexpr milliseconds kPlayTime{34};  // of a frame: 29 a second were recorded
+            DeviceKernel& kernel = session.Kernel();
+            session.RunToLiveView();
+            session.Press(VK_F3);
+            session.Press(VK_RETURN);
+            session.Run(seconds(5));
+            session.Press(VK_RETURN);  // ends the video
+            session.Run(seconds(1));
+            for (const int key : {VK_F4, VK_RIGHT, VK_RETURN, VK_RETURN, VK_RETURN}) {  // videos, the first one, play
+                session.Press(key);
+                session.Run(milliseconds(500));
+            }
+            const int shown = kernel.FramesShown();
+            session.Run(kPlayTime * frames);
+            const int played = kernel.FramesShown() - shown;
+            Finish(played >= frames - 1 && played <= frames + 1, "the clip was not played");
+        },
+        repeats);
+}
+
 // Each worker's deepest path: connecting, streaming, recording, stills, and everything that can go wrong with them.
 // Prints how many bytes of stack each took.
 void Stacks(int /*repeats*/) {
@@ -196,8 +279,9 @@ struct Work {
     int repeats;
 };
 constexpr Work kWorks[] = {
-    {"planar", Planar, 10}, {"rgb24", Rgb24, 2}, {"live", Live, 60}, {"recorded", Recorded, 60}, {"still", Still, 1},
-    {"tick", Tick, 50},     {"start", Start, 0}, {"menu", Menu, 4},  {"stacks", Stacks, 0},      {"memory", Memory, 0},
+    {"planar", Planar, 10}, {"rgb24", Rgb24, 2},   {"live", Live, 60},      {"recorded", Recorded, 60},
+    {"still", Still, 1},    {"tick", Tick, 50},    {"start", Start, 0},     {"menu", Menu, 4},
+    {"stacks", Stacks, 0},  {"memory", Memory, 0}, {"browser", Browser, 1}, {"played", Played, 60},
 };
 
 }  // namespace

@@ -220,6 +220,30 @@ TEST(Images, PhotosComeNoLargerThanTheirRoomNeeds) {
     }
 }
 
+// A comment of the greatest length lies across the end of the first piece that is read, the picture across the next
+// ones.
+TEST(Images, LongPhotosAreReadInPieces) {
+    Bytes photo = Jpeg(4000, 3000, JCS_GRAYSCALE, {90}, false);
+    Bytes comment(2 + 0xFFFF, 'x');
+    std::memcpy(comment.data(), "\xFF\xFE\xFF\xFF", 4);
+    photo.insert(photo.begin() + 2, comment.begin(), comment.end());
+    constexpr mwin::Room kRoom{320, 240};
+    const Pixels whole = PixelsOf(mwin::DecodeJpeg(photo.data(), photo.size(), kRoom));
+    ASSERT_FALSE(whole.empty());
+    ASSERT_GT(photo.size(), 3U << 16U);
+
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(tmpfile(), fclose);
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(fwrite(photo.data(), 1, photo.size(), file.get()), photo.size());
+    rewind(file.get());
+    EXPECT_EQ(PixelsOf(mwin::DecodeJpeg(file.get(), kRoom)), whole);
+    for (const std::size_t length : {photo.size() - 1, std::size_t{3} << 16U, std::size_t{1} << 16U, std::size_t{3}}) {
+        ASSERT_EQ(ftruncate(fileno(file.get()), static_cast<off_t>(length)), 0);
+        rewind(file.get());
+        EXPECT_FALSE(mwin::DecodeJpeg(file.get(), kRoom).pixels) << "cut to " << length;
+    }
+}
+
 TEST(Images, Files) {
     const std::string path = testing::TempDir() + "picture" + std::to_string(getpid());
     for (const auto& [name, file] : SampleFiles()) {
