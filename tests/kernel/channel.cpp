@@ -72,7 +72,7 @@ std::string Channel::Line() {
     std::size_t end = 0;
     while ((end = waiting_.find('\n')) == std::string::npos)
         Fill();
-    const std::string line = waiting_.substr(0, end);
+    std::string line = waiting_.substr(0, end);
     waiting_.erase(0, end + 1);
     return line;
 }
@@ -80,7 +80,7 @@ std::string Channel::Line() {
 std::string Channel::Bytes(std::size_t count) {
     while (waiting_.size() < count)
         Fill();
-    const std::string bytes = waiting_.substr(0, count);
+    std::string bytes = waiting_.substr(0, count);
     waiting_.erase(0, count);
     return bytes;
 }
