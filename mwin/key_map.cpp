@@ -55,7 +55,8 @@ std::vector<std::string> KeyMap::Read(std::istream& text, const std::string& nam
     std::string line;
     for (int number = 1; std::getline(text, line); ++number) {
         const std::string wrong = TakeLine(line.substr(0, line.find('#')));
-        if (!wrong.empty()) messages.push_back(name + ":" + std::to_string(number) + ": " + wrong);
+        if (!wrong.empty())
+            messages.push_back(std::string(name).append(":").append(std::to_string(number)).append(": ").append(wrong));
     }
     return messages;
 }

@@ -53,7 +53,8 @@ void Begin(VirtualMachine& machine, const Recorder& recorder) {
     if (!machine.Within(60, "[ -c " + node + " ]"))
         throw std::runtime_error("no camera: " + machine.Output("cat /var/log/camera.log; dmesg | tail -n 20"));
     machine.Output("mkdir -p " + std::string(kFolder) + "; camera=" + node + "; file=" + kFolder + "/other.avi");
-    machine.Output(std::string("GST_REGISTRY_FORK=no ") + recorder.command + " >/var/log/recorder.log 2>&1 &");
+    machine.Output(std::string("export GST_REGISTRY_FORK=no GST_PLUGIN_PATH=$(find /usr/lib -name gstreamer-1.0); ") +
+                   recorder.command + " >/var/log/recorder.log 2>&1 &");
     if (!machine.Within(120, std::string("[ $(stat -c %s ") + kFolder + "/other.avi) -gt " +
                                  std::to_string(20 * kFrameBytes) + " ]"))
         throw std::runtime_error(std::string(recorder.name) + ": " + machine.Output("cat /var/log/recorder.log"));

@@ -117,7 +117,8 @@ std::string CheckCard(VirtualMachine& machine) {
 
 std::vector<unsigned> FrameNumbers(const std::string& video) {
     constexpr std::size_t kPixels = 320 * 240;
-    const std::string frames = OutputOf("ffmpeg -v error -i '" + video + "' -f rawvideo -pix_fmt yuyv422 -");
+    const std::string frames =
+        OutputOf("ffmpeg -v error -i '" + video + "' -vsync passthrough -f rawvideo -pix_fmt yuyv422 -");
     std::vector<unsigned> numbers;
     std::vector<std::uint8_t> luma(kPixels);
     for (std::size_t at = 0; at + 2 * kPixels <= frames.size(); at += 2 * kPixels) {

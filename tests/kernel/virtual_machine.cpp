@@ -133,7 +133,7 @@ void VirtualMachine::Start(int memory_mib) {
     if (agent_->Line() != "ready") Fail("the agent does not say that it is ready");
 }
 
-VirtualMachine::Answer VirtualMachine::Run(const std::string& command) {
+VirtualMachine::Answer VirtualMachine::Run(const std::string& command) try {
     agent_->Write(command + "\n");
     std::istringstream head(agent_->Line());
     Answer answer;
@@ -141,6 +141,8 @@ VirtualMachine::Answer VirtualMachine::Run(const std::string& command) {
     if (!(head >> answer.status >> size)) Fail("the agent answers without sense");
     answer.output = agent_->Bytes(size);
     return answer;
+} catch (const std::runtime_error& error) {
+    Fail(std::string(error.what()) + "; asked for: " + command);
 }
 
 std::string VirtualMachine::Output(const std::string& command) {

@@ -5,5 +5,6 @@
 struct dentry;
 struct device;
 
-/* Registers the video node; what it was told, and the picture last queued, are in `debug_dir` as "pxp" and "picture". */
-int pixel_pipeline_add(struct device *parent, struct dentry *debug_dir);
+/* Registers the video node; what it was told, and the picture last queued, are in `debug_dir` as "pxp" and "picture".
+ */
+int pixel_pipeline_add(struct device* parent, struct dentry* debug_dir);
