@@ -150,7 +150,13 @@ TEST_F(Media, AClipPlaysPausesAndStops) {
     EXPECT_EQ(Frame(), 0);
     program->Press(VK_RETURN);
     program->Advance(1s);
-    ExpectLiveViewAfter(3);
+    program->Press(VK_F1);
+    {
+        const board::BlockLock lock(board.Block());
+        const std::uint8_t* luma = board.Block().video;
+        EXPECT_EQ(std::count(luma, luma + 288 * 216, 0), 288 * 216) << "nothing of the clip is left";
+    }
+    ExpectLiveViewAfter(2);
     EXPECT_EQ(Pxp().source_width, 288U);
     EXPECT_TRUE(Pxp().hflip);
 }
@@ -172,6 +178,12 @@ TEST_F(Media, PlayingFollowsTheTime) {
         program->Press(VK_RETURN);
         program->Press(VK_RETURN);
         EXPECT_THAT(program->Output(), HasSubstr(std::string("timer intval:") + c.interval + "\n"));
+        // A pause before the first tick is none.
+        program->Press(VK_RETURN);
+        program->Advance(3s);
+        const std::size_t from = program->Output().size();
+        program->Press(VK_RETURN);
+        EXPECT_THAT(program->Output().substr(from), HasSubstr("@#$0 ,0\n"));
         int played = 0;
         for (int round = 0; round < 4; ++round) {
             program->Advance(500ms);

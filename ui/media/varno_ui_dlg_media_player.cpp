@@ -258,6 +258,9 @@ void CVarnoUIDlgMediaPlayer::OpenDelayed() {
 
 void CVarnoUIDlgMediaPlayer::OpenClip() {
     m_bBroken = !InitAVIFilePlayer();
+    const int controls = m_bBroken ? SW_HIDE : SW_SHOW;
+    if (m_hProgBar != nullptr) ShowWindow(m_hProgBar, controls);
+    if (m_pPlayStatusIcon != nullptr) m_pPlayStatusIcon->Show(controls);
     ShowPosition(0);
     Repaint();
 }
