@@ -128,7 +128,7 @@ TEST_F(CameraDeviceTest, FramesArePacedByTheClock) {
 
 TEST_F(CameraDeviceTest, BlockingDequeueWaitsForTheFrame) {
     VideoNode camera = Open(O_RDWR);
-    ASSERT_NE(camera.Start(640, 480, V4L2_PIX_FMT_YUYV), nullptr);
+    ASSERT_NE(camera.Start(320, 240, V4L2_PIX_FMT_YUYV), nullptr);
     const auto before = board.Clock().Monotonic();
     EXPECT_EQ(Answer([&] { return camera.Buffer(VIDIOC_DQBUF); }), 0);
     EXPECT_EQ((board.Clock().Monotonic() - before) / milliseconds(1), 33);
