@@ -22,17 +22,25 @@ constexpr char kFolder[] = "/media/sd-mmcblk0p1/DCIM";
 struct Recorder {
     const char* name;
     const char* process;
+    const char* mount;    // the card's mount option: "sync" has all writes wait for the medium
     const char* command;  // records into $file from $camera; none for our own program, which is told by keys
 };
 
 constexpr Recorder kRecorders[] = {
-    {"varnosv, showing and recording", "varnosv", nullptr},
-    {"ffmpeg -f v4l2 -c copy", "ffmpeg",
+    {"varnosv, showing and recording", "varnosv", "async", nullptr},
+    {"ffmpeg -f v4l2 -c copy", "ffmpeg", "async",
      "ffmpeg -nostdin -loglevel error -f v4l2 -input_format yuyv422 -video_size 320x240 -framerate 30 -i $camera "
      "-c copy $file"},
-    {"GStreamer v4l2src ! avimux", "gst-launch-1.0",
+    {"GStreamer v4l2src ! avimux", "gst-launch-1.0", "async",
      "gst-launch-1.0 -q -e v4l2src device=$camera ! video/x-raw,format=YUY2,width=320,height=240,framerate=30/1 "
      "! avimux ! filesink location=$file"},
+    // What varnosv does: whatever was written is on the card before the next write.
+    {"ffmpeg, to a card mounted sync", "ffmpeg", "sync",
+     "ffmpeg -nostdin -loglevel error -f v4l2 -input_format yuyv422 "
+     "-video_size 320x240 -framerate 30 -i $camera -c copy $file"},
+    {"GStreamer, filesink o-sync=true", "gst-launch-1.0", "async",
+     "gst-launch-1.0 -q -e v4l2src device=$camera "
+     "! video/x-raw,format=YUY2,width=320,height=240,framerate=30/1 ! avimux ! filesink o-sync=true location=$file"},
 };
 
 struct Figures {
@@ -42,6 +50,7 @@ struct Figures {
 };
 
 void Begin(VirtualMachine& machine, const Recorder& recorder) {
+    machine.Output(std::string("mount -o remount,") + recorder.mount + " /media/sd-mmcblk0p1");
     if (recorder.command == nullptr) {
         kernel_test::StartLiveView(machine);
         kernel_test::StartVideo(machine);

@@ -34,8 +34,7 @@ const Fault kFaults[] = {
 TEST(KernelCameraFault, EachWhileRecording) {
     VirtualMachine machine;
     machine.Output("plug_test_camera; start_program");
-    WaitForPictures(machine);
-    WaitForState(machine, "CAM_STATUS_VIEW");
+    WaitForLiveView(machine);
     std::string survived;
     for (const Fault& fault : kFaults) {
         SCOPED_TRACE(fault.name);
@@ -50,7 +49,7 @@ TEST(KernelCameraFault, EachWhileRecording) {
         // Some faults end the recording, others it outlives.
         if (machine.Run("grep 'new: CAM_STATUS' /var/log/varnosv.log | tail -n 1 | grep -q 'REC_VIDEO$'").status == 0)
             StopVideo(machine);
-        WaitForState(machine, "CAM_STATUS_VIEW");
+        WaitForLiveView(machine);
         machine.Press("f3");
         survived += std::string(survived.empty() ? "" : ", ") + fault.name;
     }

@@ -56,6 +56,8 @@ TEST(KernelCapture, AVideoOfTenSeconds) {
     EXPECT_LE(numbers.front(), first);
     EXPECT_GE(numbers.back(), last);
     const std::size_t sent = numbers.back() - numbers.front() + 1;
+    // How many are lost is the host's doing; every other one would be ours.
+    EXPECT_GT(numbers.size(), sent * 6 / 10);
     Held(std::to_string(numbers.size()) + " frames, " + std::to_string(sent - numbers.size()) + " of " +
          std::to_string(sent) + " lost");
 }
@@ -87,8 +89,7 @@ TEST(KernelCapture, TheCameraPulledAndReplugged) {
         machine.Output("pull_camera");
         WaitFor(machine, 60, "! grep -q Camera /sys/class/video4linux/*/name");
         machine.Output("plug_camera");
-        WaitForPictures(machine);
-        WaitForState(machine, "CAM_STATUS_VIEW");
+        WaitForLiveView(machine);
         if (moment == kVideo) machine.Press("f3");
     }
     const auto videos = CopiedFiles(machine, ".avi");

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "tests/kernel/report.h"
 #include "tests/kernel/session.h"
 #include "tests/kernel/viewer.h"
 
@@ -31,6 +32,7 @@ TEST(KernelPower, AStarvedWatchdogResetsTheMachine) {
     machine.Output("kill -STOP $(pidof varnosv)");
     EXPECT_TRUE(machine.EndsWithin(180));
     EXPECT_EQ(machine.EndReason(), "guest-reset");
+    Held("reset");
 }
 
 TEST(KernelPower, TheWatchdogIsKeptWhileTheProgramRuns) {
@@ -39,6 +41,7 @@ TEST(KernelPower, TheWatchdogIsKeptWhileTheProgramRuns) {
     const std::string program = machine.Output("pidof varnosv");
     machine.Output("sleep 45");
     EXPECT_EQ(machine.Output("pidof varnosv"), program);
+    Held("no reset in 45 s");
 }
 
 TEST(KernelPower, APowerOffRequest) {
@@ -48,6 +51,7 @@ TEST(KernelPower, APowerOffRequest) {
     WaitForScreen(machine, HidesVideo);  // the farewell
     EXPECT_TRUE(machine.EndsWithin(120));
     EXPECT_EQ(machine.EndReason(), "guest-shutdown");
+    Held("farewell shown, switched off");
 }
 
 TEST(KernelPower, ALowBatteryBlinksAndAnEmptyOneSwitchesOff) {
@@ -64,6 +68,7 @@ TEST(KernelPower, ALowBatteryBlinksAndAnEmptyOneSwitchesOff) {
     SetBattery(machine, 1000000);
     EXPECT_TRUE(machine.EndsWithin(120));
     EXPECT_EQ(machine.EndReason(), "guest-shutdown");
+    Held("red blinked twice, green once it was full, switched off at the end");
 }
 
 TEST(KernelPower, AChargerKeepsAnEmptyBatteryOn) {
@@ -75,6 +80,7 @@ TEST(KernelPower, AChargerKeepsAnEmptyBatteryOn) {
     WaitForScreen(machine, IsNotRed);
     WaitForScreen(machine, IsRed);
     EXPECT_EQ(machine.Run("grep 'power off' " + std::string(kProgramLog)).status, 1);
+    Held("red blinked, not switched off");
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "tests/kernel/guest/camera_picture.h"
+#include "tests/kernel/viewer.h"
 
 namespace kernel_test {
 namespace {
@@ -44,10 +45,15 @@ void WaitForState(VirtualMachine& machine, const std::string& state) {
             "grep 'new: CAM_STATUS' " + std::string(kProgramLog) + " | tail -n 1 | grep -q 'new: " + state + "$'");
 }
 
-void StartLiveView(VirtualMachine& machine) {
-    machine.Output("plug_camera; start_program");
+// Pictures first: on the way back from a menu the state is "view" for a moment before the camera streams again.
+void WaitForLiveView(VirtualMachine& machine) {
     WaitForPictures(machine);
     WaitForState(machine, "CAM_STATUS_VIEW");
+}
+
+void StartLiveView(VirtualMachine& machine) {
+    machine.Output("plug_camera; start_program");
+    WaitForLiveView(machine);
     WaitFor(machine, kPatience, "grep -q /media/sd-mmcblk0p1 /proc/mounts");
 }
 
@@ -55,6 +61,20 @@ void WaitForScreen(VirtualMachine& machine, const std::function<bool(const Scree
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!is_right(machine.Screen()))
         if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("the screen stays otherwise");
+}
+
+ScreenPicture LookAtSetupMenu(VirtualMachine& machine) {
+    machine.Press("f1");
+    WaitForState(machine, "CAM_STATUS_STOP");
+    ScreenPicture last;
+    WaitForScreen(machine, [&](const ScreenPicture& now) {
+        const bool drawn = HidesVideo(now) && now == last;
+        last = now;
+        return drawn;
+    });
+    machine.Press("f1");
+    WaitForLiveView(machine);
+    return last;
 }
 
 void StartVideo(VirtualMachine& machine) {
@@ -74,7 +94,7 @@ void TakeStill(VirtualMachine& machine) {
     const int before = std::atoi(machine.Output(kStills).c_str());
     machine.Press("ret");
     WaitFor(machine, kPatience, "[ $(" + std::string(kStills) + ") -gt " + std::to_string(before) + " ]");
-    WaitForState(machine, "CAM_STATUS_VIEW");
+    WaitForLiveView(machine);
 }
 
 void StopProgram(VirtualMachine& machine) {

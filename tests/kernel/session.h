@@ -26,9 +26,13 @@ void WaitFor(VirtualMachine& machine, double seconds, const std::string& command
 void WaitForLog(VirtualMachine& machine, const std::string& text, int times = 1);
 // The state machine's last word: "CAM_STATUS_VIEW" …
 void WaitForState(VirtualMachine& machine, const std::string& state);
+// Live pictures are seen, and keys act on them: not while the camera is only being connected again.
+void WaitForLiveView(VirtualMachine& machine);
 
 // The screen looks as it should; looked at again and again.
 void WaitForScreen(VirtualMachine& machine, const std::function<bool(const ScreenPicture&)>& is_right);
+// From live view: the setup menu as it looks once it is drawn, and back.
+ScreenPicture LookAtSetupMenu(VirtualMachine& machine);
 
 // From still mode: switched to video mode, recording, and frames are on the card.
 void StartVideo(VirtualMachine& machine);

@@ -26,8 +26,7 @@ TEST(KernelUsb, APcWritesOntoTheCardAndIntoTheInternalStorage) {
     EXPECT_EQ(machine.Output("at_pc 1 'find . -name \"*.jpg\"' | wc -l"), "1\n") << "the PC sees the still";
     machine.Output("unplug_pc");
     WaitForLog(machine, "^Return to normal mode.$");
-    WaitForPictures(machine);
-    WaitForState(machine, "CAM_STATUS_VIEW");
+    WaitForLiveView(machine);
     EXPECT_EQ(machine.Output("cat /media/nand/PC.TXT /media/sd-mmcblk0p1/PC.TXT"), "unit 0\nunit 1\n");
     TakeStill(machine);
     EXPECT_EQ(CopiedFiles(machine, ".jpg").size(), 2U);

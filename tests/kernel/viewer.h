@@ -36,7 +36,7 @@ std::vector<std::uint32_t> SeenFromCamera(std::uint32_t number, int width, int h
 double MeanDifference(const ScreenPicture& interface, const std::vector<std::uint32_t>& a,
                       const std::vector<std::uint32_t>& b);
 
-// Whether the interface covers the live picture wholly.
+// Whether the interface covers the live picture: but for single pixels of an icon that happen to have the key's colour.
 bool HidesVideo(const ScreenPicture& interface);
 
 // How many of the screen's pixels have this colour, 0x00RRGGBB.

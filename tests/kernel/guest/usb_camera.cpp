@@ -37,6 +37,10 @@ constexpr std::uint32_t kReturnUnlink = 4;
 constexpr std::size_t kHeaderWords = 12;
 constexpr std::int32_t kStall = -EPIPE;
 
+// A sensor's lines, as in VGA timing: 480 visible ones and the vertical blanking.
+constexpr int kAllLines = 525;
+constexpr int kBlankLines = 45;
+
 using Header = std::array<std::uint32_t, kHeaderWords>;
 enum HeaderWord { kCommand, kSequence, kDevice, kDirection, kEndpoint, kWord5, kWord6, kWord7, kWord8, kWord9, kSetup };
 
@@ -73,6 +77,7 @@ class UsbCamera {
     bool StandardRequest(const SetupPacket& setup, std::vector<std::uint8_t>& data);
     bool VideoRequest(const SetupPacket& setup, const std::vector<std::uint8_t>& sent, std::vector<std::uint8_t>& data);
     void SelectAlternate(int alternate);
+    std::int64_t PeriodNs() const { return std::int64_t{commit_.frame_interval} * 100; }
     void BeginFrame();
     void AnswerWithVideo();
 
@@ -131,7 +136,7 @@ void UsbCamera::Run() {
 }
 
 void UsbCamera::BeginFrame() {
-    const std::int64_t period_ns = std::int64_t{commit_.frame_interval} * 100;
+    const std::int64_t period_ns = PeriodNs();
     next_frame_ns_ = std::max(next_frame_ns_ + period_ns, NowNs() - period_ns);
     const FrameSize size = SizeOfFrame(commit_.frame_index);
     frame_ = CameraPicture(size.width, size.height, ++number_, controls_.IsColoured());
@@ -157,6 +162,8 @@ void UsbCamera::AnswerWithVideo() {
                     frame_.begin() + static_cast<std::ptrdiff_t>(sent_ + part));
         packet.actual_length = static_cast<std::uint32_t>(part + kPayloadHeader);
         sent_ += part;
+        // However late it is: no sensor begins a frame sooner.
+        if (last) next_frame_ns_ = std::max(next_frame_ns_, NowNs() + PeriodNs() * kBlankLines / kAllLines);
     }
     Header answer{};
     answer[kCommand] = kReturnSubmit;

@@ -27,11 +27,20 @@ static struct {
 	u32 buffer_flags;
 	unsigned int output;
 	s32 rotation, hflip, vflip, overlay;
+	// What stands for the hardware's own memory access: it costs the program nothing.
+	struct work_struct refresh;
+	spinlock_t waiting_lock;
+	struct list_head waiting;
+	struct mutex picture_lock;
 	u32 pictures;
-	spinlock_t picture_lock;
 	u8 picture[MAX_BYTES];
 	size_t picture_size;
 } pxp;
+
+struct waiting_buffer {
+	struct vb2_v4l2_buffer buffer;  // first, as the queue wants it
+	struct list_head entry;
+};
 
 static int queue_setup(struct vb2_queue *queue, unsigned int *buffers, unsigned int *planes, unsigned int sizes[],
                        struct device *alloc_devices[])
@@ -43,19 +52,44 @@ static int queue_setup(struct vb2_queue *queue, unsigned int *buffers, unsigned 
 	return 0;
 }
 
-// The hardware reads a queued picture at the next refresh; here that is at once.
+static struct waiting_buffer *next_waiting(void)
+{
+	struct waiting_buffer *first;
+
+	spin_lock_irq(&pxp.waiting_lock);
+	first = list_first_entry_or_null(&pxp.waiting, struct waiting_buffer, entry);
+	if (first)
+		list_del(&first->entry);
+	spin_unlock_irq(&pxp.waiting_lock);
+	return first;
+}
+
+// The hardware reads a queued picture at the next refresh; here that is as soon as there is time.
+static void refresh(struct work_struct *work)
+{
+	struct waiting_buffer *next;
+
+	while ((next = next_waiting())) {
+		struct vb2_buffer *buffer = &next->buffer.vb2_buf;
+		const size_t size = min_t(size_t, vb2_plane_size(buffer, 0), MAX_BYTES);
+
+		mutex_lock(&pxp.picture_lock);
+		memcpy(pxp.picture, vb2_plane_vaddr(buffer, 0), size);
+		pxp.picture_size = size;
+		pxp.pictures++;
+		mutex_unlock(&pxp.picture_lock);
+		vb2_buffer_done(buffer, VB2_BUF_STATE_DONE);
+	}
+}
+
 static void buf_queue(struct vb2_buffer *buffer)
 {
-	const void *memory = vb2_plane_vaddr(buffer, 0);
-	const size_t size = min_t(size_t, vb2_plane_size(buffer, 0), MAX_BYTES);
-	unsigned long flags;
+	struct waiting_buffer *added = container_of(buffer, struct waiting_buffer, buffer.vb2_buf);
 
-	spin_lock_irqsave(&pxp.picture_lock, flags);
-	memcpy(pxp.picture, memory, size);
-	pxp.picture_size = size;
-	pxp.pictures++;
-	spin_unlock_irqrestore(&pxp.picture_lock, flags);
-	vb2_buffer_done(buffer, VB2_BUF_STATE_DONE);
+	spin_lock_irq(&pxp.waiting_lock);
+	list_add_tail(&added->entry, &pxp.waiting);
+	spin_unlock_irq(&pxp.waiting_lock);
+	schedule_work(&pxp.refresh);
 }
 
 static int buf_prepare(struct vb2_buffer *buffer)
@@ -72,6 +106,11 @@ static int start_streaming(struct vb2_queue *queue, unsigned int count)
 
 static void stop_streaming(struct vb2_queue *queue)
 {
+	struct waiting_buffer *left;
+
+	cancel_work_sync(&pxp.refresh);
+	while ((left = next_waiting()))
+		vb2_buffer_done(&left->buffer.vb2_buf, VB2_BUF_STATE_ERROR);
 	pxp.streaming = false;
 }
 
@@ -280,12 +319,14 @@ static const struct v4l2_file_operations node_operations = {
 static int settings_show(struct seq_file *file, void *unused)
 {
 	mutex_lock(&pxp.lock);
+	mutex_lock(&pxp.picture_lock);
 	seq_printf(file,
 	           "streaming %d\noutput %u\nwidth %u\nheight %u\nrotation %d\nhflip %d\nvflip %d\noverlay %d\n"
 	           "crop_left %d\ncrop_top %d\ncrop_width %u\ncrop_height %u\nkeyed %d\nchroma_key %u\npictures %u\n",
 	           pxp.streaming, pxp.output, pxp.format.width, pxp.format.height, pxp.rotation, pxp.hflip, pxp.vflip,
 	           pxp.overlay, pxp.crop.left, pxp.crop.top, pxp.crop.width, pxp.crop.height,
 	           (pxp.buffer_flags & V4L2_FBUF_FLAG_CHROMAKEY) != 0, pxp.window.chromakey, pxp.pictures);
+	mutex_unlock(&pxp.picture_lock);
 	mutex_unlock(&pxp.lock);
 	return 0;
 }
@@ -295,13 +336,12 @@ DEFINE_SHOW_ATTRIBUTE(settings);
 static int picture_open(struct inode *inode, struct file *file)
 {
 	u8 *copy = vmalloc(MAX_BYTES);
-	unsigned long flags;
 
 	if (!copy)
 		return -ENOMEM;
-	spin_lock_irqsave(&pxp.picture_lock, flags);
+	mutex_lock(&pxp.picture_lock);
 	memcpy(copy, pxp.picture, MAX_BYTES);
-	spin_unlock_irqrestore(&pxp.picture_lock, flags);
+	mutex_unlock(&pxp.picture_lock);
 	file->private_data = copy;
 	return 0;
 }
@@ -324,6 +364,7 @@ static int add_queue(void)
 	queue->type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
 	queue->io_modes = VB2_MMAP;
 	queue->ops = &queue_operations;
+	queue->buf_struct_size = sizeof(struct waiting_buffer);
 	queue->mem_ops = &vb2_vmalloc_memops;
 	queue->timestamp_flags = V4L2_BUF_FLAG_TIMESTAMP_COPY;
 	queue->lock = &pxp.lock;
@@ -335,7 +376,10 @@ int pixel_pipeline_add(struct device *parent, struct dentry *debug_dir)
 	int error;
 
 	mutex_init(&pxp.lock);
-	spin_lock_init(&pxp.picture_lock);
+	mutex_init(&pxp.picture_lock);
+	spin_lock_init(&pxp.waiting_lock);
+	INIT_LIST_HEAD(&pxp.waiting);
+	INIT_WORK(&pxp.refresh, refresh);
 	pxp.format.width = MAX_WIDTH;
 	pxp.format.height = MAX_HEIGHT;
 	clamp_format(&pxp.format);
