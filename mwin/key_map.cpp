@@ -66,8 +66,11 @@ std::string KeyMap::TakeLine(const std::string& line) {
     if (line.find_first_not_of(kBlanks) == std::string::npos) return {};
     const std::size_t equals = line.find('=');
     if (equals == std::string::npos) return "expected KEY = CODE...";
+    std::istringstream before(line.substr(0, equals));
     std::string name;
-    std::istringstream(line.substr(0, equals)) >> name;
+    std::string more;
+    before >> name;
+    if (before >> more) return "more than one word before \"=\"";
     const int key = KeyNamed(name);
     if (key == 0) return "unknown key \"" + name + "\"";
     if (named_.count(key) != 0) return "\"" + name + "\" is named a second time";
@@ -105,6 +108,7 @@ KeyMap LoadKeyMap(const std::vector<std::string>& paths) {
         }
         for (const std::string& message : map.Read(file, path))
             std::printf("%s\n", message.c_str());
+        if (file.bad()) std::printf("Can't read file %s\n", path.c_str());
         break;
     }
     return map;

@@ -59,13 +59,13 @@ void Begin(VirtualMachine& machine, const Recorder& recorder) {
     machine.Output("plug_camera");
     // The first of the camera's nodes is the one with pictures.
     const std::string node = "/dev/$(grep -l Camera /sys/class/video4linux/*/name | sort | head -n 1 | cut -d/ -f5)";
-    if (!machine.Within(60, "[ -c " + node + " ]"))
+    if (!machine.Succeeds("[ -c " + node + " ]"))
         throw std::runtime_error("no camera: " + machine.Output("cat /var/log/camera.log; dmesg | tail -n 20"));
     machine.Output("mkdir -p " + std::string(kFolder) + "; camera=" + node + "; file=" + kFolder + "/other.avi");
     machine.Output(std::string("export GST_REGISTRY_FORK=no GST_PLUGIN_PATH=$(find /usr/lib -name gstreamer-1.0); ") +
                    recorder.command + " >/var/log/recorder.log 2>&1 &");
-    if (!machine.Within(120, std::string("[ $(stat -c %s ") + kFolder + "/other.avi) -gt " +
-                                 std::to_string(20 * kFrameBytes) + " ]"))
+    if (!machine.Succeeds(std::string("[ $(stat -c %s ") + kFolder + "/other.avi) -gt " +
+                          std::to_string(20 * kFrameBytes) + " ]"))
         throw std::runtime_error(std::string(recorder.name) + ": " + machine.Output("cat /var/log/recorder.log"));
 }
 
@@ -75,10 +75,10 @@ void End(VirtualMachine& machine, const Recorder& recorder) {
         kernel_test::StopProgram(machine);
     } else {
         machine.Output(std::string("kill -INT $(pidof ") + recorder.process + ")");
-        kernel_test::WaitFor(machine, 60, std::string("! pidof ") + recorder.process);
+        kernel_test::WaitFor(machine, std::string("! pidof ") + recorder.process);
     }
     machine.Output("pull_camera");
-    kernel_test::WaitFor(machine, 60, "! grep -q Camera /sys/class/video4linux/*/name");
+    kernel_test::WaitFor(machine, "! grep -q Camera /sys/class/video4linux/*/name");
 }
 
 Figures Measure(VirtualMachine& machine, const Recorder& recorder) {
@@ -96,7 +96,7 @@ Figures Measure(VirtualMachine& machine, const Recorder& recorder) {
     End(machine, recorder);
     const auto videos = kernel_test::CopiedFiles(machine, ".avi");
     machine.Output(std::string("rm ") + kFolder + "/*.avi");
-    const auto numbers = videos.empty() ? std::vector<unsigned>{} : kernel_test::FrameNumbers(videos[0]);
+    const auto numbers = videos.empty() ? std::vector<unsigned>{} : kernel_test::ReadVideo(videos[0]).Numbers();
     if (!figures || numbers.empty()) throw std::runtime_error(std::string(recorder.name) + ": nothing recorded");
     Figures result;
     result.cpu_ms = (user[1] - user[0] + system[1] - system[0]) * kTickMs * kFrameBytes / (size[1] - size[0]);
@@ -110,7 +110,7 @@ void Compare() {
     options.card_mib = 256;
     options.memory_mib = 1536;
     VirtualMachine machine(options);
-    kernel_test::WaitFor(machine, 60, "grep -q /media/sd-mmcblk0p1 /proc/mounts");
+    kernel_test::WaitFor(machine, "grep -q /media/sd-mmcblk0p1 /proc/mounts");
     std::printf("%-34s %12s %8s %6s %12s\n", "", "CPU ms/frame", "frames", "lost", "CPU, ratio");
     double ours = 0;
     for (const Recorder& recorder : kRecorders) {

@@ -15,32 +15,47 @@ namespace {
 // What interpolating between pixels and rounding may make of a picture of steep edges.
 constexpr double kSamePicture = 6.0;
 
-// The pipeline once its setting is as wanted and pictures were given since.
-Pipeline WaitForPipeline(VirtualMachine& machine, const std::string& setting, unsigned value) {
-    WaitFor(machine, 30, "grep -qx '" + setting + " " + std::to_string(value) + "' " + kPipelineFile);
-    WaitForPictures(machine);
-    return ReadPipeline(machine);
-}
+// How the picture is to be shown: what the zoom leaves of it, and its orientation.
+struct View {
+    unsigned width = 320;
+    unsigned height = 240;
+    unsigned hflip = 0;
+    unsigned rotation = 0;
+    unsigned vflip = 0;
+    bool coloured = true;
+};
 
-void ExpectSeen(VirtualMachine& machine, const Pipeline& pipeline, bool coloured = true) {
-    const auto width = static_cast<int>(pipeline.Get("width"));
-    const auto height = static_cast<int>(pipeline.Get("height"));
+// Waits until the pipeline is set so, and compares what it was given since, and what a viewer sees.
+void ExpectSeen(VirtualMachine& machine, const View& view = {}) {
+    const std::pair<const char*, unsigned> settings[] = {{"width", view.width},
+                                                         {"height", view.height},
+                                                         {"hflip", view.hflip},
+                                                         {"rotation", view.rotation},
+                                                         {"vflip", view.vflip}};
+    std::string all = "true";
+    for (const auto& [name, value] : settings)
+        all += " && grep -qx '" + std::string(name) + " " + std::to_string(value) + "' " + kPipelineFile;
+    SCOPED_TRACE(all);
+    WaitFor(machine, all);
+    WaitForPictures(machine);
+    const Pipeline pipeline = ReadPipeline(machine);
+    const auto width = static_cast<int>(view.width);
+    const auto height = static_cast<int>(view.height);
     const std::uint32_t number = pipeline.FrameNumber();
-    ASSERT_EQ(pipeline.picture, ExpectedPicture(number, width, height, coloured)) << "frame " << number;
+    ASSERT_EQ(pipeline.picture, ExpectedPicture(number, width, height, view.coloured)) << "frame " << number;
     const ScreenPicture interface = machine.Screen();
-    const auto seen = Compose(interface, pipeline);
-    const auto expected = SeenFromCamera(number, width, height, pipeline.Get("hflip") != 0, pipeline.Get("vflip") != 0,
-                                         pipeline.Get("rotation") == 180, coloured);
-    EXPECT_LT(MeanDifference(interface, seen, expected), kSamePicture) << width << "x" << height;
+    const auto expected =
+        SeenFromCamera(number, width, height, view.hflip != 0, view.vflip != 0, view.rotation == 180, view.coloured);
+    EXPECT_LT(MeanDifference(interface, Compose(interface, pipeline), expected), kSamePicture);
 }
 
 TEST(KernelLiveView, FirstStart) {
     VirtualMachine machine;
     machine.Output("rm /usr/varno/varnosvconf.xml; plug_camera");
-    WaitFor(machine, 30, "grep -q Camera /sys/class/video4linux/*/name");
+    WaitFor(machine, "grep -q Camera /sys/class/video4linux/*/name");
     // In the machine, so that the way out of it is not counted.
     const std::string waited =
-        machine.Output("start_program; until grep -qs CAM_STATUS_DETECT " + std::string(kProgramLog) +
+        machine.Output("start_program; until grep -qs \"Start Init camera\" " + std::string(kProgramLog) +
                        "; do usleep 10000; done; first=$(cut -d' ' -f1 /proc/uptime); until [ $(" + kPictures +
                        ") -gt 0 ]; do usleep 10000; done; echo $first $(cut -d' ' -f1 /proc/uptime) | awk '{printf "
                        "\"%.2f\", $2 - $1}'");
@@ -48,13 +63,15 @@ TEST(KernelLiveView, FirstStart) {
     Held("first picture " + waited + " s after the first tick");
     EXPECT_EQ(machine.Output("cat /sys/class/leds/Green_LED/brightness"), "255\n");
     EXPECT_EQ(machine.Output("head -c 5 /usr/varno/varnosvconf.xml"), "<?xml");
-    ExpectSeen(machine, ReadPipeline(machine));
+    ExpectSeen(machine);
 }
 
 TEST(KernelLiveView, MonochromeAndLanguageAreKeptOverARestart) {
+    View monochrome;
+    monochrome.coloured = false;
     VirtualMachine machine;
     StartLiveView(machine);
-    ExpectSeen(machine, ReadPipeline(machine));
+    ExpectSeen(machine);
     const ScreenPicture english = LookAtSetupMenu(machine);
     machine.Press("f1");
     for (const char* key : {"down", "ret", "right", "ret", "up", "ret", "down", "ret", "down", "ret", "f1", "f1"})
@@ -64,13 +81,13 @@ TEST(KernelLiveView, MonochromeAndLanguageAreKeptOverARestart) {
     WaitForLiveView(machine);
     const ScreenPicture chosen = LookAtSetupMenu(machine);
     EXPECT_NE(chosen, english);
-    ExpectSeen(machine, ReadPipeline(machine), false);
+    ExpectSeen(machine, monochrome);
 
     StopProgram(machine);
     machine.Output("pull_camera; mv " + std::string(kProgramLog) + " /tmp/first.log");
-    WaitFor(machine, 30, "! grep -q Camera /sys/class/video4linux/*/name");
+    WaitFor(machine, "! grep -q Camera /sys/class/video4linux/*/name");
     StartLiveView(machine);
-    ExpectSeen(machine, ReadPipeline(machine), false);
+    ExpectSeen(machine, monochrome);
     EXPECT_EQ(LookAtSetupMenu(machine), chosen);
     Held("set by keys; the picture without colour, the menu in the other language before and after");
 }
@@ -81,20 +98,22 @@ TEST(KernelLiveView, ZoomOrientationAndLamp) {
     const std::string lamp = "$(cat /sys/class/leds/led-pwm0/brightness)";
     const std::string before = machine.Output("echo -n " + lamp);
     machine.Press("right");
-    WaitFor(machine, 30, "[ " + lamp + " -gt " + before + " ]");
-    unsigned last = 320;
-    for (int step = 0; step < 6; ++step) {
-        machine.Press("up");
-        WaitFor(machine, 30,
-                "[ $(sed -n 's/^width //p' " + std::string(kPipelineFile) + ") -lt " + std::to_string(last) + " ]");
-        last = ReadPipeline(machine).Get("width");
-        ExpectSeen(machine, WaitForPipeline(machine, "width", last));
-    }
-    EXPECT_EQ(last, 128U);
-    const std::pair<const char*, unsigned> turns[] = {{"hflip", 1}, {"rotation", 180}, {"vflip", 1}, {"vflip", 0}};
-    for (const auto& [setting, value] : turns) {
-        machine.Press("f2");
-        ExpectSeen(machine, WaitForPipeline(machine, setting, value));
+    WaitFor(machine, "[ " + lamp + " -gt " + before + " ]");
+    // Once around at each zoom level.
+    constexpr View kTurns[] = {{0, 0, 1, 0, 0}, {0, 0, 0, 180, 0}, {0, 0, 0, 0, 1}, {0, 0, 0, 0, 0}};
+    for (unsigned level = 0; level <= 6; ++level) {
+        View view;
+        view.width -= level * 32;
+        view.height -= level * 24;
+        if (level > 0) machine.Press("up");
+        ExpectSeen(machine, view);
+        for (const View& turn : kTurns) {
+            machine.Press("f2");
+            view.hflip = turn.hflip;
+            view.rotation = turn.rotation;
+            view.vflip = turn.vflip;
+            ExpectSeen(machine, view);
+        }
     }
     Held("brighter; every zoom level and orientation shows what the camera sent");
 }

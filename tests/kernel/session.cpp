@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
 
 #include "tests/kernel/guest/camera_picture.h"
@@ -15,34 +15,41 @@
 namespace kernel_test {
 namespace {
 
-// Many times what each step takes on an idle host.
-constexpr double kPatience = 60;
+constexpr std::ptrdiff_t kFrameBytes = 320 * 240 * 2;
 
 constexpr char kStills[] = "find /media/sd-mmcblk0p1/DCIM -name '*.jpg' 2>/dev/null | wc -l";
 // Bytes of the video that is being written.
 constexpr char kVideoSize[] = "stat -c %s $(ls /media/sd-mmcblk0p1/DCIM/*.avi | tail -n 1)";
 
+// A shell command that succeeds if the last change of state led to this one.
+std::string LastState(const std::string& state) {
+    return std::string("grep 'new: CAM_STATUS' ") + kProgramLog + " | tail -n 1 | grep -q 'new: " + state + "$'";
+}
+
 }  // namespace
 
-void WaitFor(VirtualMachine& machine, double seconds, const std::string& command) {
-    if (machine.Within(seconds, command)) return;
-    throw std::runtime_error("not within " + std::to_string(seconds) + " s: " + command + "\n" +
+void WaitFor(VirtualMachine& machine, const std::string& command) {
+    if (machine.Succeeds(command)) return;
+    throw std::runtime_error("does not come true: " + command + "\n" +
                              machine.Run(std::string("tail -n 40 ") + kProgramLog).output);
 }
 
 void WaitForPictures(VirtualMachine& machine, unsigned count) {
     const int given = std::atoi(machine.Output(kPictures).c_str());
-    WaitFor(machine, kPatience, "[ $(" + std::string(kPictures) + ") -ge " + std::to_string(given + count) + " ]");
+    WaitFor(machine, "[ $(" + kPictures + ") -ge " + std::to_string(given + count) + " ]");
 }
 
 void WaitForLog(VirtualMachine& machine, const std::string& text, int times) {
-    WaitFor(machine, kPatience,
+    WaitFor(machine,
             "[ $(grep -c '" + text + "' " + std::string(kProgramLog) + ") -ge " + std::to_string(times) + " ]");
 }
 
+bool IsInState(VirtualMachine& machine, const std::string& state) {
+    return machine.Run(LastState(state)).status == 0;
+}
+
 void WaitForState(VirtualMachine& machine, const std::string& state) {
-    WaitFor(machine, kPatience,
-            "grep 'new: CAM_STATUS' " + std::string(kProgramLog) + " | tail -n 1 | grep -q 'new: " + state + "$'");
+    WaitFor(machine, LastState(state));
 }
 
 // Pictures first: on the way back from a menu the state is "view" for a moment before the camera streams again.
@@ -54,23 +61,23 @@ void WaitForLiveView(VirtualMachine& machine) {
 void StartLiveView(VirtualMachine& machine) {
     machine.Output("plug_camera; start_program");
     WaitForLiveView(machine);
-    WaitFor(machine, kPatience, "grep -q /media/sd-mmcblk0p1 /proc/mounts");
+    WaitFor(machine, "grep -q /media/sd-mmcblk0p1 /proc/mounts");
 }
 
 void WaitForScreen(VirtualMachine& machine, const std::function<bool(const ScreenPicture&)>& is_right) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!is_right(machine.Screen()))
-        if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("the screen stays otherwise");
+    if (!ComesTrue([&] { return is_right(machine.Screen()); })) throw std::runtime_error("the screen stays otherwise");
 }
 
 ScreenPicture LookAtSetupMenu(VirtualMachine& machine) {
+    constexpr int kLooks = 10;  // a second in which nothing changes: all is drawn
     machine.Press("f1");
     WaitForState(machine, "CAM_STATUS_STOP");
     ScreenPicture last;
+    int same = 0;
     WaitForScreen(machine, [&](const ScreenPicture& now) {
-        const bool drawn = HidesVideo(now) && now == last;
+        same = HidesVideo(now) && now == last ? same + 1 : 0;
         last = now;
-        return drawn;
+        return same == kLooks;
     });
     machine.Press("f1");
     WaitForLiveView(machine);
@@ -82,7 +89,7 @@ void StartVideo(VirtualMachine& machine) {
     machine.Press("f3");
     machine.Press("ret");
     WaitForState(machine, "CAM_STATUS_REC_VIDEO");
-    WaitFor(machine, kPatience, "[ $(" + std::string(kVideoSize) + ") -gt " + std::to_string(kTwentyFrames) + " ]");
+    WaitFor(machine, "[ $(" + std::string(kVideoSize) + ") -gt " + std::to_string(kTwentyFrames) + " ]");
 }
 
 void StopVideo(VirtualMachine& machine) {
@@ -93,22 +100,23 @@ void StopVideo(VirtualMachine& machine) {
 void TakeStill(VirtualMachine& machine) {
     const int before = std::atoi(machine.Output(kStills).c_str());
     machine.Press("ret");
-    WaitFor(machine, kPatience, "[ $(" + std::string(kStills) + ") -gt " + std::to_string(before) + " ]");
+    WaitFor(machine, "[ $(" + std::string(kStills) + ") -gt " + std::to_string(before) + " ]");
     WaitForLiveView(machine);
 }
 
 void StopProgram(VirtualMachine& machine) {
     machine.Run("stop_program");  // it has a time limit of its own, shorter than ours
-    WaitFor(machine, kPatience, "! pidof varnosv");
+    WaitFor(machine, "! pidof varnosv");
 }
 
 std::string OutputOf(const std::string& command) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    if (!pipe) throw std::runtime_error("cannot run " + command);
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) throw std::runtime_error("cannot run " + command);
     std::string output;
     std::array<char, 65536> bytes;
-    while (const std::size_t got = fread(bytes.data(), 1, bytes.size(), pipe.get()))
+    while (const std::size_t got = fread(bytes.data(), 1, bytes.size(), pipe))
         output.append(bytes.data(), got);
+    if (pclose(pipe) != 0) throw std::runtime_error("failed: " + command + ": " + output.substr(0, 1000));
     return output;
 }
 
@@ -126,27 +134,44 @@ std::vector<std::string> CopiedFiles(VirtualMachine& machine, const std::string&
 }
 
 std::string CheckCard(VirtualMachine& machine) {
-    machine.Output("umount /media/sd-mmcblk0p1; sync");
+    machine.Output("umount /media/sd-mmcblk0p1 && sync");
     const std::string partition = g_files.scratch + "/partition.img";
     const std::string found =
         OutputOf("export PATH=$PATH:/sbin:/usr/sbin; tail -c +1048577 '" + machine.CardImage() + "' >'" + partition +
-                 "'; fsck.vfat -n '" + partition + "' 2>&1 | grep -v '^fsck.fat \\|files, .* clusters$'");
+                 "'; fsck.vfat -n '" + partition + "' 2>&1 | sed '/^fsck.fat /d; /files, .* clusters$/d'");
     std::filesystem::remove(partition);
     return found;
 }
 
-std::vector<unsigned> FrameNumbers(const std::string& video) {
-    constexpr std::size_t kPixels = 320 * 240;
-    const std::string frames =
-        OutputOf("ffmpeg -v error -i '" + video + "' -vsync passthrough -f rawvideo -pix_fmt yuyv422 -");
+std::size_t Video::Count() const {
+    return frames.size() / kFrameBytes;
+}
+
+std::vector<unsigned> Video::Numbers() const {
     std::vector<unsigned> numbers;
-    std::vector<std::uint8_t> luma(kPixels);
-    for (std::size_t at = 0; at + 2 * kPixels <= frames.size(); at += 2 * kPixels) {
-        for (std::size_t i = 0; i < kPixels; ++i)
-            luma[i] = static_cast<std::uint8_t>(frames[at + 2 * i]);
-        numbers.push_back(NumberIn(luma.data(), 320, 240, 240));
+    std::vector<std::uint8_t> luma(kFrameBytes / 2);
+    for (auto frame = frames.begin(); frame != frames.end(); frame += kFrameBytes) {
+        for (std::size_t i = 0; i < luma.size(); ++i)
+            luma[i] = frame[static_cast<std::ptrdiff_t>(2 * i)];
+        const unsigned number = NumberIn(luma.data(), 320, 240, 240);
+        const auto sent = CameraPicture(320, 240, number);
+        numbers.push_back(std::equal(sent.begin(), sent.end(), frame) ? number : 0);
     }
     return numbers;
+}
+
+Video ReadVideo(const std::string& file) {
+    const std::string name = "'" + file + "'";
+    Video video;
+    const std::string frames =
+        OutputOf("ffmpeg -v error -i " + name + " -vsync passthrough -f rawvideo -pix_fmt yuyv422 - 2>/dev/null");
+    video.frames.assign(frames.begin(), frames.end());
+    video.wrong = OutputOf("ffprobe -v error " + name + " 2>&1");
+    if (frames.size() % kFrameBytes != 0) video.wrong += "a frame of another size; ";
+    const std::string counted = OutputOf("ffprobe -v error -show_entries stream=nb_frames -of csv=p=0 " + name);
+    if (counted != std::to_string(video.Count()) + "\n") video.wrong += "frames by the header: " + counted;
+    OutputOf("grep -qa idx1 " + name);  // its index
+    return video;
 }
 
 }  // namespace kernel_test

@@ -20,7 +20,7 @@ TEST(KernelUsb, APcWritesOntoTheCardAndIntoTheInternalStorage) {
     constexpr int kCard = 1;
     for (const int unit : {kInternal, kCard}) {
         const std::string disk = std::to_string(unit);
-        WaitFor(machine, 60, "at_pc " + disk + " 'echo unit " + disk + " >PC.TXT'");
+        WaitFor(machine, "at_pc " + disk + " 'echo unit " + disk + " >PC.TXT'");
     }
     WaitForScreen(machine, HidesVideo);  // the notice
     EXPECT_EQ(machine.Output("at_pc 1 'find . -name \"*.jpg\"' | wc -l"), "1\n") << "the PC sees the still";

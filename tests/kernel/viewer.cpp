@@ -21,12 +21,18 @@ std::uint32_t Clamp(double value) {
     return static_cast<std::uint32_t>(std::clamp(value, 0.0, 255.0) + 0.5);
 }
 
-// ITU-R BT.601, full range.
 std::uint32_t Colour(int y, int u, int v) {
     const std::uint32_t red = Clamp(y + 1.402 * (v - 128));
     const std::uint32_t green = Clamp(y - 0.344136 * (u - 128) - 0.714136 * (v - 128));
     const std::uint32_t blue = Clamp(y + 1.772 * (u - 128));
-    return red << 16U | green << 8U | blue;
+    return 0xFF000000 | red << 16U | green << 8U | blue;
+}
+
+int Difference(std::uint32_t a, std::uint32_t b) {
+    int sum = 0;
+    for (const unsigned shift : {0U, 8U, 16U})
+        sum += std::abs(static_cast<int>(a >> shift & 255U) - static_cast<int>(b >> shift & 255U));
+    return sum;
 }
 
 }  // namespace
@@ -102,16 +108,23 @@ std::vector<std::uint32_t> Compose(const ScreenPicture& interface, const Pipelin
     return compositor.Compose(*block);
 }
 
+std::vector<std::uint32_t> ColoursOf(const std::vector<std::uint8_t>& yuyv) {
+    std::vector<std::uint32_t> colours;
+    for (std::size_t i = 0; i + 4 <= yuyv.size(); i += 4)
+        for (const std::size_t luma : {i, i + 2})
+            colours.push_back(Colour(yuyv[luma], yuyv[i + 1], yuyv[i + 3]));
+    return colours;
+}
+
 std::vector<std::uint32_t> SeenFromCamera(std::uint32_t number, int width, int height, bool hflip, bool vflip,
                                           bool half_turn, bool coloured) {
-    const std::vector<std::uint8_t> camera = CameraPicture(kWidth, kHeight, number, coloured);
+    const auto camera = ColoursOf(CameraPicture(kWidth, kHeight, number, coloured));
     std::vector<std::uint32_t> seen;
     for (int y = 0; y < kHeight; ++y) {
         for (int x = 0; x < kWidth; ++x) {
             const int from_x = (hflip != half_turn ? kWidth - 1 - x : x) * width / kWidth;
             const int from_y = (vflip != half_turn ? kHeight - 1 - y : y) * height / kHeight + (kHeight - height) / 2;
-            const std::uint8_t* pair = camera.data() + (from_y * kWidth + from_x / 2 * 2) * 2;
-            seen.push_back(0xFF000000 | Colour(pair[from_x % 2 * 2], pair[1], pair[3]));
+            seen.push_back(camera[static_cast<std::size_t>(from_y * kWidth + from_x)]);
         }
     }
     return seen;
@@ -123,12 +136,19 @@ double MeanDifference(const ScreenPicture& interface, const std::vector<std::uin
     double count = 0;
     for (std::size_t i = 0; i < interface.size(); ++i) {
         if (interface[i] != board::kDefaultChromaKey) continue;
-        for (const unsigned shift : {0U, 8U, 16U})
-            sum += std::abs(static_cast<int>(a[i] >> shift & 255U) - static_cast<int>(b[i] >> shift & 255U));
+        sum += Difference(a[i], b[i]);
         count += 3;
     }
     if (count == 0) throw std::runtime_error("no video is to be seen");
     return sum / count;
+}
+
+double MeanDifference(const std::vector<std::uint32_t>& a, const std::vector<std::uint32_t>& b) {
+    if (a.size() != b.size() || a.empty()) throw std::runtime_error("pictures of different sizes");
+    double sum = 0;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        sum += Difference(a[i], b[i]);
+    return sum / static_cast<double>(3 * a.size());
 }
 
 int CountPixels(const ScreenPicture& interface, std::uint32_t colour) {

@@ -27,6 +27,9 @@ std::vector<std::uint8_t> ExpectedPicture(std::uint32_t number, int width, int h
 // Composes the screen as the hardware does from what the machine has, 0xFFRRGGBB.
 std::vector<std::uint32_t> Compose(const ScreenPicture& interface, const Pipeline& pipeline);
 
+// The pixels of a YUYV picture, 0xFFRRGGBB; ITU-R BT.601, full range.
+std::vector<std::uint32_t> ColoursOf(const std::vector<std::uint8_t>& yuyv);
+
 // What the camera's picture `number` looks like on the screen, from the camera's side: zoomed to width x height, then
 // mirrored or flipped.
 std::vector<std::uint32_t> SeenFromCamera(std::uint32_t number, int width, int height, bool hflip, bool vflip,
@@ -38,6 +41,9 @@ double MeanDifference(const ScreenPicture& interface, const std::vector<std::uin
 
 // Whether the interface covers the live picture: but for single pixels of an icon that happen to have the key's colour.
 bool HidesVideo(const ScreenPicture& interface);
+
+// Mean absolute difference of a colour component of two pictures of one size.
+double MeanDifference(const std::vector<std::uint32_t>& a, const std::vector<std::uint32_t>& b);
 
 // How many of the screen's pixels have this colour, 0x00RRGGBB.
 int CountPixels(const ScreenPicture& interface, std::uint32_t colour);

@@ -21,24 +21,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kPollPeriod{100};
+// Longer than the silence that a channel bears, so that a machine that was only slow is asked again.
+constexpr std::chrono::minutes kPatience{3};
 
 [[noreturn]] void Fail(const std::string& what) {
     throw std::runtime_error(what);
-}
-
-Clock::duration Seconds(double count) {
-    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(count));
-}
-
-// Calls `condition` until it is true or the time is over.
-template <class Condition>
-bool Poll(double seconds, const Condition& condition) {
-    const auto deadline = Clock::now() + Seconds(seconds);
-    while (!condition()) {
-        if (Clock::now() >= deadline) return false;
-        std::this_thread::sleep_for(kPollPeriod);
-    }
-    return true;
 }
 
 void Shell(const std::string& command) {
@@ -66,7 +53,9 @@ std::vector<std::string> MachineArguments(const std::string& card, int memory_mi
         {"-m", std::to_string(memory_mib)},
         {"-kernel", g_files.kernel},
         {"-initrd", g_files.initramfs},
-        {"-append", "console=ttyS0 loglevel=4 panic=-1 video=320x240-32 vt.global_cursor_default=0 mitigations=off"},
+        {"-append",
+         "console=ttyS0 loglevel=4 panic=-1 panic_on_warn=1 oops=panic video=320x240-32 vt.global_cursor_default=0 "
+         "mitigations=off nohz=off highres=off"},
         {"-chardev", "file,id=console,path=" + g_files.scratch + "/console.log"},
         {"-chardev", "socket,id=agent,fd=" + std::to_string(agent)},
         {"-chardev", "socket,id=monitor,fd=" + std::to_string(monitor)},
@@ -100,11 +89,21 @@ std::vector<std::string> MachineArguments(const std::string& card, int memory_mi
 
 MachineFiles g_files;
 
+bool ComesTrue(const std::function<bool()>& condition) {
+    const auto deadline = Clock::now() + kPatience;
+    while (!condition()) {
+        if (Clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(kPollPeriod);
+    }
+    return true;
+}
+
 VirtualMachine::VirtualMachine(const Options& options) : card_(g_files.scratch + "/card.img") {
     MakeCard(card_, options.card_mib);
     try {
         Start(options.memory_mib);
     } catch (const std::runtime_error& error) {
+        Stop();
         std::ifstream log(g_files.scratch + "/machine.log");
         const std::string said((std::istreambuf_iterator<char>(log)), {});
         Fail(std::string(error.what()) + "; the machine said: " + said);
@@ -112,11 +111,16 @@ VirtualMachine::VirtualMachine(const Options& options) : card_(g_files.scratch +
 }
 
 VirtualMachine::~VirtualMachine() {
+    Stop();
+}
+
+void VirtualMachine::Stop() {
     agent_.reset();
     monitor_.reset();
     if (process_ <= 0) return;
     kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
+    process_ = -1;
 }
 
 void VirtualMachine::Start(int memory_mib) {
@@ -151,8 +155,8 @@ std::string VirtualMachine::Output(const std::string& command) {
     return answer.output;
 }
 
-bool VirtualMachine::Within(double seconds, const std::string& command) {
-    return Poll(seconds, [&] { return Run(command).status == 0; });
+bool VirtualMachine::Succeeds(const std::string& command) {
+    return ComesTrue([&] { return Run(command).status == 0; });
 }
 
 nlohmann::json VirtualMachine::Monitor(const std::string& command, const nlohmann::json& arguments) {
@@ -166,11 +170,17 @@ nlohmann::json VirtualMachine::Monitor(const std::string& command, const nlohman
 }
 
 void VirtualMachine::TakeEvent(const nlohmann::json& event) {
-    if (event.value("event", "") == "SHUTDOWN") end_reason_ = event["data"].value("reason", "");
+    const std::string name = event.value("event", "");
+    if (name == "WATCHDOG") end_reason_ = "watchdog";
+    if (name == "SHUTDOWN" && end_reason_.empty()) end_reason_ = event["data"].value("reason", "");
 }
 
 void VirtualMachine::Press(const std::string& key) {
-    Monitor("send-key", {{"keys", {{{"type", "qcode"}, {"data", key}}}}});
+    // Both at once: a key that is held while the host is busy would repeat.
+    nlohmann::json events;
+    for (const bool down : {true, false})
+        events.push_back({{"type", "key"}, {"data", {{"down", down}, {"key", {{"type", "qcode"}, {"data", key}}}}}});
+    Monitor("input-send-event", {{"events", events}});
 }
 
 ScreenPicture VirtualMachine::Screen() {
@@ -202,8 +212,8 @@ void VirtualMachine::InsertCard() {
     Monitor("blockdev-change-medium", {{"id", "sd"}, {"filename", card_}, {"format", "raw"}});
 }
 
-bool VirtualMachine::EndsWithin(double seconds) {
-    if (!Poll(seconds, [&] { return waitpid(process_, nullptr, WNOHANG) == process_; })) return false;
+bool VirtualMachine::Ends() {
+    if (!ComesTrue([&] { return waitpid(process_, nullptr, WNOHANG) == process_; })) return false;
     process_ = -1;
     try {
         for (;;)

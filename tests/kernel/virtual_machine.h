@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
@@ -26,6 +27,9 @@ using ScreenPicture = std::vector<std::uint32_t>;
 // The program's log, and the pixel pipeline's settings, in the machine.
 constexpr char kProgramLog[] = "/var/log/varnosv.log";
 constexpr char kPipelineFile[] = "/sys/kernel/debug/varno_board/pxp";
+
+// Whether the condition becomes true before all patience is over; asked up to ten times a second.
+bool ComesTrue(const std::function<bool()>& condition);
 
 // One thread. Whatever fails in the machinery itself throws std::runtime_error, which fails the test.
 class VirtualMachine {
@@ -50,11 +54,12 @@ class VirtualMachine {
     Answer Run(const std::string& command);
     // The same for a command that has to succeed: its output.
     std::string Output(const std::string& command);
-    // Whether the command succeeds before the time is over; asked ten times a second.
-    bool Within(double seconds, const std::string& command);
+    // Whether the command succeeds before all patience is over.
+    bool Succeeds(const std::string& command);
 
     // A key by the monitor's name: "ret", "left", "f1" …
     void Press(const std::string& key);
+    // What is in the framebuffer now.
     ScreenPicture Screen();
     // The card pulled, and put back.
     void EjectCard();
@@ -62,13 +67,15 @@ class VirtualMachine {
     // The card's image: a partition table, and from the first mebibyte on a FAT file system.
     const std::string& CardImage() const { return card_; }
 
-    // Ended by itself within the time: switched off, or reset (it does not start again).
-    bool EndsWithin(double seconds);
-    // What the monitor said about the end: "guest-shutdown", "guest-reset" …, or empty.
+    // Ends by itself before all patience is over: switched off, or reset (it does not start again).
+    bool Ends();
+    // What the monitor said about the end: "watchdog", "guest-shutdown", "guest-reset" (also a kernel that gave up) …,
+    // or empty.
     const std::string& EndReason() const { return end_reason_; }
 
   private:
     void Start(int memory_mib);
+    void Stop();
     nlohmann::json Monitor(const std::string& command, const nlohmann::json& arguments);
     void TakeEvent(const nlohmann::json& event);
 

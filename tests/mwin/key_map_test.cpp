@@ -40,11 +40,12 @@ const Case kCases[] = {
     {"bad lines are left out and counted",
      "enter 28\nfire = 28\nup = \n\nleft = 28x\nleft = 0\nleft = 768\nleft = -1\nleft = 0x\nleft = "
      "99999999999999999999\n"
-     "down = 105 106\nright = 106\ndown = 1\n= 5\nf4 = 767",
+     "down = 105 106\nright = 106\ndown = 1\n= 5\nf4 = 767\nenter escape = 28",
      {"k:1: expected KEY = CODE...", "k:2: unknown key \"fire\"", "k:5: \"28x\" is no key code",
       "k:6: \"0\" is no key code", "k:7: \"768\" is no key code", "k:8: \"-1\" is no key code",
       "k:9: \"0x\" is no key code", "k:10: \"99999999999999999999\" is no key code",
-      "k:12: code 106 already means another key", "k:13: \"down\" is named a second time", "k:14: unknown key \"\""},
+      "k:12: code 106 already means another key", "k:13: \"down\" is named a second time", "k:14: unknown key \"\"",
+      "k:16: more than one word before \"=\""},
      {{105, VK_DOWN}, {106, VK_DOWN}, {KEY_ENTER, VK_RETURN}, {KEY_UP, 0}, {767, VK_F4}, {KEY_F4, 0}}},
 };
 
@@ -71,6 +72,10 @@ TEST(KeyMap, TheFirstFileThatIsThereCounts) {
     EXPECT_EQ(map.VirtualKeyOf(31), 0);
     for (const std::string& path : paths)
         std::filesystem::remove(path);
+
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(mwin::LoadKeyMap({folder}).VirtualKeyOf(KEY_ENTER), VK_RETURN) << "a folder";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Can't read file " + folder + "\n");
 }
 
 // What the sample says in its comments is what holds without it.

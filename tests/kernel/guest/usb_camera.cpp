@@ -300,6 +300,20 @@ bool UsbCamera::VideoRequest(const SetupPacket& setup, const std::vector<std::ui
     return true;
 }
 
+// What to attach: port, socket, device and speed. A port whose last device was just pulled is busy for a moment.
+bool Attach(const std::string& what) {
+    const int attach = open("/sys/devices/platform/vhci_hcd.0/attach", O_WRONLY);
+    if (attach < 0) return false;
+    bool attached = false;
+    for (int attempt = 0; attempt < 500 && !attached; ++attempt) {
+        attached = write(attach, what.data(), what.size()) >= 0;
+        if (!attached && errno != EBUSY) break;
+        if (!attached) usleep(10000);
+    }
+    close(attach);
+    return attached;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -314,12 +328,10 @@ int main(int argc, char** argv) {
     }
     const std::string line = std::to_string(port) + " " + std::to_string(sockets[1]) + " " + std::to_string(kDeviceId) +
                              " " + std::to_string(kHighSpeed);
-    const int attach = open("/sys/devices/platform/vhci_hcd.0/attach", O_WRONLY);
-    if (attach < 0 || write(attach, line.data(), line.size()) < 0) {
+    if (!Attach(line)) {
         std::perror("usb_camera: attach");
         return EXIT_FAILURE;
     }
-    close(attach);
     close(sockets[1]);
     UsbCamera(sockets[0]).Run();
 }

@@ -224,13 +224,17 @@ static int __init board_init(void)
 		error = misc_register(&role_device);
 	if (!error)
 		error = add_units();
+	if (!error) {
+		pipeline_device = platform_device_register_simple("mxs-pxp", 0, NULL, 0);
+		error = PTR_ERR_OR_ZERO(pipeline_device);
+	}
+	if (!error)
+		error = device_create_file(&pipeline_device->dev, &dev_attr_nextreg_state);
+	if (!error)
+		error = pixel_pipeline_add(&pipeline_device->dev, debug_dir);
 	if (error)
-		return error;
-	pipeline_device = platform_device_register_simple("mxs-pxp", 0, NULL, 0);
-	if (IS_ERR(pipeline_device))
-		return PTR_ERR(pipeline_device);
-	error = device_create_file(&pipeline_device->dev, &dev_attr_nextreg_state);
-	return error ? error : pixel_pipeline_add(&pipeline_device->dev, debug_dir);
+		panic("varno_board: %d", error);
+	return 0;
 }
-// It is loaded for the life of the machine: there is no way back out.
+// It is loaded for the life of the machine: there is no way back out, and no machine without it.
 module_init(board_init);

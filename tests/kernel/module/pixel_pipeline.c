@@ -332,22 +332,30 @@ static int settings_show(struct seq_file *file, void *unused)
 }
 DEFINE_SHOW_ATTRIBUTE(settings);
 
+struct picture_copy {
+	size_t size;
+	u8 bytes[MAX_BYTES];
+};
+
 // The whole picture as it was when the file was opened, so that a read in pieces never mixes two.
 static int picture_open(struct inode *inode, struct file *file)
 {
-	u8 *copy = vmalloc(MAX_BYTES);
+	struct picture_copy *copy = vmalloc(sizeof(*copy));
 
 	if (!copy)
 		return -ENOMEM;
 	mutex_lock(&pxp.picture_lock);
-	memcpy(copy, pxp.picture, MAX_BYTES);
+	copy->size = pxp.picture_size;
+	memcpy(copy->bytes, pxp.picture, copy->size);
 	mutex_unlock(&pxp.picture_lock);
 	file->private_data = copy;
 	return 0;
 }
 static ssize_t picture_read(struct file *file, char __user *to, size_t size, loff_t *at)
 {
-	return simple_read_from_buffer(to, size, at, file->private_data, pxp.picture_size);
+	const struct picture_copy *copy = file->private_data;
+
+	return simple_read_from_buffer(to, size, at, copy->bytes, copy->size);
 }
 static int picture_release(struct inode *inode, struct file *file)
 {
