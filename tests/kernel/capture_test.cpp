@@ -67,8 +67,8 @@ TEST(KernelCapture, AVideoOfTenSeconds) {
     EXPECT_LE(numbers.front(), first);
     EXPECT_GE(numbers.back(), last);
     const std::size_t sent = numbers.back() - numbers.front() + 1;
-    // How many are lost is the host's doing; every other one would be ours.
-    EXPECT_GT(numbers.size(), sent * 6 / 10);
+    // None is; one that the machine itself was late for would be no fault of the program.
+    EXPECT_GE(numbers.size(), sent - sent / 50);
     Held(std::to_string(numbers.size()) + " frames, " + std::to_string(sent - numbers.size()) + " of " +
          std::to_string(sent) + " lost");
 }

@@ -19,9 +19,11 @@ class Channel {
     int OtherEnd() const { return other_end_; }
     void ReleaseOtherEnd();
 
+    // Sends all of it.
     void Write(const std::string& text) const;
     // Up to the next line feed, which is left out.
     std::string Line();
+    // Exactly so many.
     std::string Bytes(std::size_t count);
 
   private:
