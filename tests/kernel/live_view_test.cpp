@@ -27,11 +27,11 @@ struct View {
 
 // Waits until the pipeline is set so, and compares what it was given since, and what a viewer sees.
 void ExpectSeen(VirtualMachine& machine, const View& view = {}) {
-    const std::pair<const char*, unsigned> settings[] = {{"width", view.width},
-                                                         {"height", view.height},
-                                                         {"hflip", view.hflip},
-                                                         {"rotation", view.rotation},
-                                                         {"vflip", view.vflip}};
+    const std::pair<const char*, unsigned> settings[] = {
+        {"width", view.width}, {"height", view.height},      {"window_left", 0},
+        {"window_top", 0},     {"window_width", view.width}, {"window_height", view.height - 1},
+        {"hflip", view.hflip}, {"rotation", view.rotation},  {"vflip", view.vflip},
+    };
     std::string all = "true";
     for (const auto& [name, value] : settings)
         all += " && grep -qx '" + std::string(name) + " " + std::to_string(value) + "' " + kPipelineFile;

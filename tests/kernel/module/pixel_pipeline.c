@@ -322,9 +322,11 @@ static int settings_show(struct seq_file *file, void *unused)
 	mutex_lock(&pxp.picture_lock);
 	seq_printf(file,
 	           "streaming %d\noutput %u\nwidth %u\nheight %u\nrotation %d\nhflip %d\nvflip %d\noverlay %d\n"
+	           "window_left %d\nwindow_top %d\nwindow_width %u\nwindow_height %u\n"
 	           "crop_left %d\ncrop_top %d\ncrop_width %u\ncrop_height %u\nkeyed %d\nchroma_key %u\npictures %u\n",
 	           pxp.streaming, pxp.output, pxp.format.width, pxp.format.height, pxp.rotation, pxp.hflip, pxp.vflip,
-	           pxp.overlay, pxp.crop.left, pxp.crop.top, pxp.crop.width, pxp.crop.height,
+	           pxp.overlay, pxp.window.w.left, pxp.window.w.top, pxp.window.w.width, pxp.window.w.height,
+	           pxp.crop.left, pxp.crop.top, pxp.crop.width, pxp.crop.height,
 	           (pxp.buffer_flags & V4L2_FBUF_FLAG_CHROMAKEY) != 0, pxp.window.chromakey, pxp.pictures);
 	mutex_unlock(&pxp.picture_lock);
 	mutex_unlock(&pxp.lock);
