@@ -129,7 +129,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: %s KERNEL INITRAMFS SCRATCH-FOLDER\n", argv[0]);
         return 2;
     }
-    kernel_test::g_files = {argv[1], argv[2], argv[3]};
+    kernel_test::g_files = {argv[1], argv[2], argv[3], ""};
     try {
         Compare();
     } catch (const std::exception& error) {

@@ -17,7 +17,7 @@ namespace {
 TEST(KernelCapture, AStillIsWhatTheCameraSent) {
     VirtualMachine machine;
     StartLiveView(machine);
-    const std::uint32_t before = ReadPipeline(machine).FrameNumber();
+    const std::uint32_t before = ReadLivePipeline(machine).FrameNumber();
     TakeStill(machine);
     EXPECT_EQ(machine.Output("cat /sys/kernel/debug/varno_board/register_writes"), "1\n");
     const auto stills = CopiedFiles(machine, ".jpg");
@@ -50,9 +50,9 @@ TEST(KernelCapture, AVideoOfTenSeconds) {
     VirtualMachine machine;
     StartLiveView(machine);
     StartVideo(machine);
-    const std::uint32_t first = ReadPipeline(machine).FrameNumber();
+    const std::uint32_t first = ReadLivePipeline(machine).FrameNumber();
     machine.Output("sleep 10");
-    const std::uint32_t last = ReadPipeline(machine).FrameNumber();
+    const std::uint32_t last = ReadLivePipeline(machine).FrameNumber();
     StopVideo(machine);
     const auto videos = CopiedFiles(machine, ".avi");
     ASSERT_EQ(videos.size(), 1U);
@@ -100,13 +100,21 @@ TEST(KernelCapture, TheCameraPulledAndReplugged) {
         SCOPED_TRACE("pull " + std::to_string(i));
         if (moment == kVideo) StartVideo(machine);
         if (moment == kStill) {
+            // In the machine: a moment later the still is taken.
+            const std::string pull = "until [ $(grep -c 'new: CAM_STATUS_REC_IMAGE_WAIT$' " + std::string(kProgramLog) +
+                                     ") -gt " + std::to_string(i / 3) + " ]; do usleep 10000; done; pull_camera";
             machine.Press("ret");
-            WaitForLog(machine, "new: CAM_STATUS_REC_IMAGE_WAIT$", i / 3 + 1);
+            machine.Output(pull);
+        } else {
+            machine.Output("pull_camera");
         }
-        machine.Output("pull_camera");
         WaitFor(machine, "! grep -q Camera /sys/class/video4linux/*/name");
+        if (moment == kStill) {
+            EXPECT_EQ(CountStills(machine), i / 3) << "taken before the camera was pulled";
+        }
         machine.Output("plug_camera");
-        WaitForLiveView(machine);
+        ReadLivePipeline(machine);
+        WaitForState(machine, "CAM_STATUS_VIEW");
         if (moment == kVideo) machine.Press("f3");
     }
     const auto videos = CopiedFiles(machine, ".avi");

@@ -41,11 +41,15 @@ TEST(KernelCard, PulledWhileRecordingAndPutBack) {
     Held("what was there before is readable, a new still is taken; fsck.vfat says: " + found);
 }
 
+bool WarnsOfNoSpace(const ScreenPicture& screen) {
+    return ShowsReference(screen, "warning_no_space");
+}
+
 // Takes a picture or a video, as the mode is, and is told that there is no room.
 void DismissWarning(VirtualMachine& machine) {
     machine.Press("ret");
     WaitForState(machine, "CAM_STATUS_STOP");
-    WaitForScreen(machine, HidesVideo);
+    WaitForScreen(machine, WarnsOfNoSpace);
     machine.Press("f1");
     WaitForLiveView(machine);
 }
@@ -57,7 +61,7 @@ TEST(KernelCard, Full) {
     machine.Output("dd if=/dev/zero of=/media/sd-mmcblk0p1/fill bs=1M count=48 2>/dev/null");
     StartVideo(machine);
     WaitForState(machine, "CAM_STATUS_STOP");
-    WaitForScreen(machine, HidesVideo);  // the warning
+    WaitForScreen(machine, WarnsOfNoSpace);
     machine.Press("f1");
     WaitForLiveView(machine);
     const auto videos = CopiedFiles(machine, ".avi");

@@ -1,4 +1,4 @@
-// Usage: kernel_test KERNEL INITRAMFS SCRATCH-FOLDER [GoogleTest options]
+// Usage: kernel_test KERNEL INITRAMFS SCRATCH-FOLDER REFERENCE-FOLDER [GoogleTest options]
 // Prints one line per scenario: whether it held, and what it showed.
 #include <gtest/gtest.h>
 
@@ -32,11 +32,14 @@ class Report final : public testing::EmptyTestEventListener {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    if (argc != 4) {
-        std::fprintf(stderr, "usage: %s KERNEL INITRAMFS SCRATCH-FOLDER [GoogleTest options]\n", argv[0]);
+    if (argc != 5) {
+        std::fprintf(stderr, "usage: %s KERNEL INITRAMFS SCRATCH-FOLDER REFERENCE-FOLDER [GoogleTest options]\n",
+                     argv[0]);
         return 2;
     }
-    kernel_test::g_files = {argv[1], argv[2], argv[3]};
+    // A failure is told in one piece: another scenario's lines may go to the same place.
+    std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
+    kernel_test::g_files = {argv[1], argv[2], argv[3], argv[4]};
     testing::TestEventListeners& listeners = testing::UnitTest::GetInstance()->listeners();
     delete listeners.Release(listeners.default_result_printer());
     listeners.Append(new Report);  // owned by the list

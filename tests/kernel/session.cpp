@@ -1,16 +1,13 @@
 #include "tests/kernel/session.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
 #include "tests/kernel/guest/camera_picture.h"
-#include "tests/kernel/viewer.h"
 
 namespace kernel_test {
 namespace {
@@ -37,6 +34,18 @@ void WaitFor(VirtualMachine& machine, const std::string& command) {
 void WaitForPictures(VirtualMachine& machine, unsigned count) {
     const int given = std::atoi(machine.Output(kPictures).c_str());
     WaitFor(machine, "[ $(" + kPictures + ") -ge " + std::to_string(given + count) + " ]");
+}
+
+Pipeline ReadLivePipeline(VirtualMachine& machine) {
+    WaitForPictures(machine);
+    const std::uint32_t before = ReadPipeline(machine).FrameNumber();
+    Pipeline pipeline;
+    const bool goes_on = ComesTrue([&] {
+        pipeline = ReadPipeline(machine);
+        return pipeline.FrameNumber() > before;
+    });
+    if (!goes_on) throw std::runtime_error("the live picture stands still at " + std::to_string(before));
+    return pipeline;
 }
 
 void WaitForLog(VirtualMachine& machine, const std::string& text, int times) {
@@ -69,12 +78,13 @@ void WaitForScreen(VirtualMachine& machine, const std::function<bool(const Scree
 }
 
 ScreenPicture LookAtSetupMenu(VirtualMachine& machine) {
-    constexpr int kLooks = 10;  // a second in which nothing changes: all is drawn
+    constexpr int kLooks = 10;  // a second of the machine's in which nothing changes: all is drawn
     machine.Press("f1");
     WaitForState(machine, "CAM_STATUS_STOP");
     ScreenPicture last;
     int same = 0;
     WaitForScreen(machine, [&](const ScreenPicture& now) {
+        machine.Output("usleep 100000");
         same = HidesVideo(now) && now == last ? same + 1 : 0;
         last = now;
         return same == kLooks;
@@ -98,26 +108,19 @@ void StopVideo(VirtualMachine& machine) {
 }
 
 void TakeStill(VirtualMachine& machine) {
-    const int before = std::atoi(machine.Output(kStills).c_str());
+    const int before = CountStills(machine);
     machine.Press("ret");
     WaitFor(machine, "[ $(" + std::string(kStills) + ") -gt " + std::to_string(before) + " ]");
     WaitForLiveView(machine);
 }
 
+int CountStills(VirtualMachine& machine) {
+    return std::atoi(machine.Output(kStills).c_str());
+}
+
 void StopProgram(VirtualMachine& machine) {
     machine.Run("stop_program");  // it has a time limit of its own, shorter than ours
     WaitFor(machine, "! pidof varnosv");
-}
-
-std::string OutputOf(const std::string& command) {
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) throw std::runtime_error("cannot run " + command);
-    std::string output;
-    std::array<char, 65536> bytes;
-    while (const std::size_t got = fread(bytes.data(), 1, bytes.size(), pipe))
-        output.append(bytes.data(), got);
-    if (pclose(pipe) != 0) throw std::runtime_error("failed: " + command + ": " + output.substr(0, 1000));
-    return output;
 }
 
 std::vector<std::string> CopiedFiles(VirtualMachine& machine, const std::string& extension) {

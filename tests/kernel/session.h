@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/kernel/viewer.h"
 #include "tests/kernel/virtual_machine.h"
 
 namespace kernel_test {
@@ -20,6 +21,8 @@ const std::string kPictures = std::string("sed -n 's/^pictures //p' ") + kPipeli
 void StartLiveView(VirtualMachine& machine);
 // Ended as when the system goes down.
 void StopProgram(VirtualMachine& machine);
+// The pipeline with a picture that came after others: throws, too, if the camera's numbers do not rise.
+Pipeline ReadLivePipeline(VirtualMachine& machine);
 // `count` more pictures have reached the screen.
 void WaitForPictures(VirtualMachine& machine, unsigned count = 3);
 // The command succeeds in the machine.
@@ -44,8 +47,9 @@ void StopVideo(VirtualMachine& machine);
 // In still mode: returns when one more still is on the card and live pictures are seen again.
 void TakeStill(VirtualMachine& machine);
 
-// What the shell command prints on the host, where it has to succeed.
-std::string OutputOf(const std::string& command);
+// On the card.
+int CountStills(VirtualMachine& machine);
+
 // The card's files with this extension, sorted, read outside after the machine wrote them back.
 std::vector<std::string> CopiedFiles(VirtualMachine& machine, const std::string& extension);
 // Unmounts the card: what a check of its file system outside finds wrong; empty for nothing.

@@ -16,12 +16,13 @@ TEST(KernelTvOutput, IsChosenOnlyWithACable) {
     for (const char* key : {"f1", "ret", "up", "ret", "ret", "ret"})
         machine.Press(key);
     WaitForLog(machine, "^TV out$");
-    WaitFor(machine, "[ -d /sys/class/gpio/gpio117 ]");
+    WaitForLog(machine, "TV out Line: ");
     EXPECT_EQ(machine.Output(kDisplay), "lcd_panel=ili9341\n");
     machine.Output("echo 1 >/sys/kernel/debug/varno_board/tv_cable");
     // "No wire found", yes; NTSC once more.
     for (const char* key : {"ret", "ret", "ret"})
         machine.Press(key);
+    WaitForLog(machine, "TV out Line: ", 2);
     WaitFor(machine, "! pidof varnosv");
     EXPECT_EQ(machine.Output(kDisplay), "lcd_panel=tvenc_ntsc\n");
     Held("without a cable the display stays; with one it is chosen, and the program ends");

@@ -22,11 +22,12 @@ TEST(KernelUsb, APcWritesOntoTheCardAndIntoTheInternalStorage) {
         const std::string disk = std::to_string(unit);
         WaitFor(machine, "at_pc " + disk + " 'echo unit " + disk + " >PC.TXT'");
     }
-    WaitForScreen(machine, HidesVideo);  // the notice
+    WaitForScreen(machine, [](const ScreenPicture& screen) { return ShowsReference(screen, "usb"); });
     EXPECT_EQ(machine.Output("at_pc 1 'find . -name \"*.jpg\"' | wc -l"), "1\n") << "the PC sees the still";
     machine.Output("unplug_pc");
     WaitForLog(machine, "^Return to normal mode.$");
     WaitForLiveView(machine);
+    EXPECT_EQ(machine.Output("cat $units/gadget-lun*/file"), "\n\n") << "both units taken back";
     EXPECT_EQ(machine.Output("cat /media/nand/PC.TXT /media/sd-mmcblk0p1/PC.TXT"), "unit 0\nunit 1\n");
     TakeStill(machine);
     EXPECT_EQ(CopiedFiles(machine, ".jpg").size(), 2U);

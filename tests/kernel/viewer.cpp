@@ -139,7 +139,7 @@ double MeanDifference(const ScreenPicture& interface, const std::vector<std::uin
         sum += Difference(a[i], b[i]);
         count += 3;
     }
-    if (count == 0) throw std::runtime_error("no video is to be seen");
+    if (count < 1.5 * static_cast<double>(interface.size())) throw std::runtime_error("half of the video is covered");
     return sum / count;
 }
 
@@ -153,6 +153,15 @@ double MeanDifference(const std::vector<std::uint32_t>& a, const std::vector<std
 
 int CountPixels(const ScreenPicture& interface, std::uint32_t colour) {
     return static_cast<int>(std::count(interface.begin(), interface.end(), colour));
+}
+
+bool ShowsReference(const ScreenPicture& interface, const std::string& name) {
+    constexpr double kSameScreen = 1.0;
+    const std::string pixels = OutputOf("ffmpeg -v error -i '" + g_files.references + "/" + name +
+                                        ".png' -f rawvideo -pix_fmt bgra - </dev/null");
+    std::vector<std::uint32_t> reference(pixels.size() / sizeof(std::uint32_t));
+    std::memcpy(reference.data(), pixels.data(), reference.size() * sizeof(std::uint32_t));
+    return MeanDifference(interface, reference) < kSameScreen;
 }
 
 bool HidesVideo(const ScreenPicture& interface) {

@@ -39,6 +39,9 @@ std::vector<std::uint32_t> SeenFromCamera(std::uint32_t number, int width, int h
 double MeanDifference(const ScreenPicture& interface, const std::vector<std::uint32_t>& a,
                       const std::vector<std::uint32_t>& b);
 
+// Whether the screen, which lets no video through, looks like the virtual board's reference picture of this name.
+bool ShowsReference(const ScreenPicture& interface, const std::string& name);
+
 // Whether the interface covers the live picture: but for single pixels of an icon that happen to have the key's colour.
 bool HidesVideo(const ScreenPicture& interface);
 

@@ -6,7 +6,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -99,6 +102,17 @@ bool ComesTrue(const std::function<bool()>& condition) {
         std::this_thread::sleep_for(kPollPeriod);
     }
     return true;
+}
+
+std::string OutputOf(const std::string& command) {
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) throw std::runtime_error("cannot run " + command);
+    std::string output;
+    std::array<char, 65536> bytes;
+    while (const std::size_t got = fread(bytes.data(), 1, bytes.size(), pipe))
+        output.append(bytes.data(), got);
+    if (pclose(pipe) != 0) throw std::runtime_error("failed: " + command + ": " + output.substr(0, 1000));
+    return output;
 }
 
 VirtualMachine::VirtualMachine(const Options& options) : card_(g_files.scratch + "/card.img") {

@@ -17,7 +17,8 @@ namespace kernel_test {
 // Where the machine's parts lie; set by main from the command line.
 struct MachineFiles {
     std::string kernel, initramfs;
-    std::string scratch;  // a folder for the card's image, logs and pictures
+    std::string scratch;     // a folder for the card's image, logs and pictures
+    std::string references;  // the virtual board's reference pictures, where a test looks at them
 };
 extern MachineFiles g_files;
 
@@ -30,6 +31,9 @@ constexpr char kPipelineFile[] = "/sys/kernel/debug/varno_board/pxp";
 
 // Whether the condition becomes true before all patience is over; asked up to ten times a second.
 bool ComesTrue(const std::function<bool()>& condition);
+
+// What the shell command prints on the host, where it has to succeed: throws std::runtime_error otherwise.
+std::string OutputOf(const std::string& command);
 
 // One thread. Whatever fails in the machinery itself throws std::runtime_error, which fails the test.
 class VirtualMachine {

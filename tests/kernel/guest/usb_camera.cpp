@@ -1,7 +1,5 @@
 // A USB camera for the kernel's own driver: a USB Video Class 1.0 device with YUYV at 320x240 and 640x480, 30 frames a
 // second, attached to the kernel's virtual host controller over USB/IP. The end of this process is the plug pulled out.
-//
-// Usage: usb_camera [PORT]
 #include <endian.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -316,17 +314,17 @@ bool Attach(const std::string& what) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main() {
     signal(SIGPIPE, SIG_IGN);
     constexpr int kHighSpeed = 3;
     constexpr int kDeviceId = 0x10002;
-    const int port = argc > 1 ? std::atoi(argv[1]) : 0;
+    constexpr int kPort = 0;
     int sockets[2];
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) != 0) {
         std::perror("usb_camera: socketpair");
         return EXIT_FAILURE;
     }
-    const std::string line = std::to_string(port) + " " + std::to_string(sockets[1]) + " " + std::to_string(kDeviceId) +
+    const std::string line = std::to_string(kPort) + " " + std::to_string(sockets[1]) + " " + std::to_string(kDeviceId) +
                              " " + std::to_string(kHighSpeed);
     if (!Attach(line)) {
         std::perror("usb_camera: attach");
