@@ -324,8 +324,8 @@ int main() {
         std::perror("usb_camera: socketpair");
         return EXIT_FAILURE;
     }
-    const std::string line = std::to_string(kPort) + " " + std::to_string(sockets[1]) + " " + std::to_string(kDeviceId) +
-                             " " + std::to_string(kHighSpeed);
+    const std::string line = std::to_string(kPort) + " " + std::to_string(sockets[1]) + " " +
+                             std::to_string(kDeviceId) + " " + std::to_string(kHighSpeed);
     if (!Attach(line)) {
         std::perror("usb_camera: attach");
         return EXIT_FAILURE;
