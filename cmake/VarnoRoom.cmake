@@ -28,18 +28,27 @@ function(varno_package target)
   endforeach()
 endfunction()
 
-# varno_test(NAME SOURCES file... [LINKS target...]): one GoogleTest program, run by ctest as one test, working
-# directory the source tree's root.
+# varno_test(NAME SOURCES file... [LINKS target...] [SHARDS n]): one GoogleTest program, run by ctest from the source
+# tree's root, as n tests side by side that share its cases. Each leaves its report in the build's folder reports/.
 function(varno_test name)
-  cmake_parse_arguments(TEST "" "" "SOURCES;LINKS" ${ARGN})
+  cmake_parse_arguments(TEST "" "SHARDS" "SOURCES;LINKS" ${ARGN})
   if(NOT TARGET GTest::gtest)
     find_package(GTest REQUIRED)
+  endif()
+  if(NOT TEST_SHARDS)
+    set(TEST_SHARDS 1)
   endif()
   add_executable(${name} ${TEST_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${TEST_LINKS} GTest::gtest GTest::gmock)
   # Most of a test file's compile time is GoogleTest: a few files share it.
   set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 5)
-  add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${CMAKE_SOURCE_DIR})
-  set_tests_properties(${name} PROPERTIES TIMEOUT 900)  # emulated, or under a sanitizer
+  foreach(shard RANGE 1 ${TEST_SHARDS})
+    math(EXPR index "${shard} - 1")
+    add_test(NAME ${name}_${shard} COMMAND ${name} WORKING_DIRECTORY ${CMAKE_SOURCE_DIR})
+    set_tests_properties(${name}_${shard} PROPERTIES
+      TIMEOUT 900  # emulated, or under a sanitizer
+      ENVIRONMENT "GTEST_TOTAL_SHARDS=${TEST_SHARDS};GTEST_SHARD_INDEX=${index};\
+GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/reports/${name}_${shard}.xml")
+  endforeach()
 endfunction()
