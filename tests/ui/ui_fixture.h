@@ -1,4 +1,4 @@
-// The program's controls on a fresh window system, over a kernel in memory.
+// The program's controls and dialogs on a fresh window system, over a kernel in memory.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -8,26 +8,38 @@
 #include <array>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "mwin/font.h"
 #include "mwin/surface.h"
 #include "mwin/windows.h"
+#include "settings/varno_sv_setting.h"
 #include "tests/mwin/fake_machine.h"
 #include "tests/support/fake_kernel.h"
 #include "ui/base/mw_ui_base.h"
+#include "ui/base/varno_ui_dialog.h"
 
 namespace ui_test {
 
 constexpr std::uint32_t kKeyPixel = 0xFF010101;
+constexpr std::uint32_t kWhitePixel = 0xFFFFFFFF;
 
+// In a folder of its own, with the pictures and the shipped settings.
 class UiTest : public mwin_test::WindowSystemTest {
   protected:
-    UiTest() {
+    UiTest() : source_(std::filesystem::current_path()) {
         setenv("TZ", "UTC", 1);
         tzset();
+        const std::string work = kernel.Root() + "/work";
+        std::filesystem::create_directories(work);
+        std::filesystem::create_directory_symlink(source_ / "img", work + "/img");
+        std::filesystem::current_path(work);
+        std::filesystem::copy_file(source_ / "settings/varnosvconf.xml", "varnosvconf.xml");
+        settings.InitConfigFile();
         mwin::SetFontSubstitute([](const std::string& name, bool /*cjk*/) -> std::string {
             const std::string folder = "/usr/share/fonts/truetype/liberation/LiberationSans-";
             return folder + (name == "Arialb.ttf" ? "Bold.ttf" : "Regular.ttf");
@@ -41,26 +53,21 @@ class UiTest : public mwin_test::WindowSystemTest {
         parent = CreateWindowEx(0, "LiveView", "", WS_POPUP | WS_VISIBLE, 0, 0, 320, 240, nullptr, nullptr, Instance(),
                                 nullptr);
         RunUntilIdle();
-        // Captured from here on, so that a test can look at what was printed.
         testing::internal::CaptureStdout();
-        capturing_ = true;
     }
-    ~UiTest() override { Printed(); }
+    ~UiTest() override {
+        Printed();
+        testing::internal::GetCapturedStdout();
+        std::filesystem::current_path(source_);
+    }
 
     static HINSTANCE Instance() { return &s_instance; }
 
     // What was printed since the last call.
-    std::string Printed() {
-        if (!capturing_) return {};
-        capturing_ = false;
+    static std::string Printed() {
         std::string text = testing::internal::GetCapturedStdout();
         if (HasFailure()) std::cerr << text;  // failures are reported there, too
-        return text;
-    }
-    std::string PrintedSoFar() {
-        std::string text = Printed();
         testing::internal::CaptureStdout();
-        capturing_ = true;
         return text;
     }
 
@@ -76,6 +83,17 @@ class UiTest : public mwin_test::WindowSystemTest {
     void FlushNow() {
         RunUntilIdle();
         mwin::FlushScreen();
+    }
+    // Runs a dialog to its end; each key is pressed when there is nothing else to do. Its result.
+    template <class Dialog>
+    int Run(const std::vector<int>& pressed) {
+        for (const int key : pressed)
+            clock.WhenIdle([this, key] { keys.Type(key); });
+        const std::unique_ptr<CVarnoUIDialog> dialog(Dialog::CreateNew(Instance(), parent));
+        const int result = dialog->DoModel();
+        clock.DropSteps();
+        RunUntilIdle();
+        return result;
     }
 
     // The card (and the internal storage) is mounted with that much room; negative: not mounted.
@@ -107,11 +125,16 @@ class UiTest : public mwin_test::WindowSystemTest {
         GetWindowText(window, text.data(), text.size());
         return text.data();
     }
-    static bool Visible(HWND window) {
-        return (static_cast<DWORD>(GetWindowLong(window, GWL_STYLE)) & WS_VISIBLE) != 0;
+    // The windows in another, the oldest first.
+    static std::vector<HWND> Children(HWND window) {
+        std::vector<HWND> children;
+        for (HWND child = GetWindow(window, GW_CHILD); child != nullptr; child = GetWindow(child, GW_HWNDNEXT))
+            children.insert(children.begin(), child);
+        return children;
     }
 
     support::FakeKernel kernel;
+    CVarnoSVSetting& settings = CVarnoSVSetting::GetInstance();
     HWND parent = nullptr;
 
   private:
@@ -124,7 +147,7 @@ class UiTest : public mwin_test::WindowSystemTest {
     }
 
     static inline char s_instance = 0;
-    bool capturing_ = false;
+    const std::filesystem::path source_;
 };
 
 }  // namespace ui_test
