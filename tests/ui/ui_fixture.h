@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sys/statfs.h>
 
-#include <array>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -21,7 +20,10 @@
 #include "tests/mwin/fake_machine.h"
 #include "tests/support/fake_kernel.h"
 #include "ui/base/mw_ui_base.h"
+#include "ui/base/varno_mwin_utils.h"
 #include "ui/base/varno_ui_dialog.h"
+#include "ui/controls/varno_new_edit.h"
+#include "ui/controls/varno_scrollbar1.h"
 
 namespace ui_test {
 
@@ -45,6 +47,9 @@ class UiTest : public mwin_test::WindowSystemTest {
             return folder + (name == "Arialb.ttf" ? "Bold.ttf" : "Regular.ttf");
         });
         MwInitializeDialogs(Instance());
+        MwRegisterVarnoScrollbar1Control(Instance());
+        MwRegisterVarnoNewEditControl(Instance());
+        Varno::InitFunnelCtrl();
         MwSetTextCoding(1);
         WNDCLASS screen_class{};
         screen_class.lpfnWndProc = ParentProc;
@@ -56,6 +61,7 @@ class UiTest : public mwin_test::WindowSystemTest {
         testing::internal::CaptureStdout();
     }
     ~UiTest() override {
+        Varno::DeinitFunnelCtrl();
         Printed();
         testing::internal::GetCapturedStdout();
         std::filesystem::current_path(source_);
@@ -121,9 +127,9 @@ class UiTest : public mwin_test::WindowSystemTest {
     }
 
     static std::string TextOf(HWND window) {
-        std::array<char, 100> text{};
-        GetWindowText(window, text.data(), text.size());
-        return text.data();
+        char text[100];
+        GetWindowText(window, text, sizeof(text));
+        return text;
     }
     // The windows in another, the oldest first.
     static std::vector<HWND> Children(HWND window) {
