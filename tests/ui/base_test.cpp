@@ -52,15 +52,10 @@ class TestDialog final : public CVarnoUIDialog {
     using CVarnoUIDialog::CVarnoUIDialog;
     using CVarnoUIDialog::m_hCaption;
     using CVarnoUIDialog::m_hHwnd;
-    void DestoryDialog() override {
-        CVarnoUIDialog::DestoryDialog();
-        ++destroyed;
-    }
     LRESULT DialogProc(HWND /*hwnd*/, UINT /*msg*/, WPARAM /*wparam*/, LPARAM /*lparam*/) override {
         ++messages;
         return 0;
     }
-    int destroyed = 0;
     int messages = 0;
 };
 
@@ -80,7 +75,6 @@ TEST_F(UiTest, DialogThatIsTakenDownHearsNothingMore) {
         EndDialog(window, 5);
     });
     EXPECT_EQ(dialog->DoModel(), 5);
-    EXPECT_EQ(dialog->destroyed, 1);
     EXPECT_EQ(Printed(), "CVarnoUIDialog::DestoryDialog\n");
 
     // An object that is deleted while its window is open leaves the window without one.
@@ -153,13 +147,10 @@ TEST_F(MessageTest, QuestionsAndNotesAreAnswered) {
     }
 }
 
-// After a second F1 is pressed and the PC goes; then the clock runs on.
+// After a second F1 is pressed and the PC goes; then the clock goes on.
 TEST_F(MessageTest, WarningsLeaveAsTheirKindSays) {
-    for (const auto& [kind, result, milliseconds] : {std::tuple{WARNBOX_EXIT, 8, 1000U},
-                                                     {WARNBOX_USB_DEVICE, 8, 2000U},
-                                                     {WARNBOX_NoFiles, 6, 1000U},
-                                                     {WARNBOX_NoSpace, 6, 1000U},
-                                                     {WARNBOX_MAX, 8, 0U}}) {
+    for (int kind = WARNBOX_EXIT; kind <= WARNBOX_MAX; ++kind) {
+        const unsigned milliseconds = kind == WARNBOX_MAX ? 0 : kind == WARNBOX_USB_DEVICE ? 2000 : 1000;
         SCOPED_TRACE(kind);
         usb_host = true;
         const DWORD begin = GetTickCount();
@@ -171,7 +162,7 @@ TEST_F(MessageTest, WarningsLeaveAsTheirKindSays) {
             keys.Type(VK_F1);
         });
         clock.WhenIdle([&] { clock.Advance(1000); });
-        EXPECT_EQ(Warn(kind), result);
+        EXPECT_EQ(Warn(kind), kind == WARNBOX_NoFiles || kind == WARNBOX_NoSpace ? 6 : 8);
         EXPECT_EQ(GetTickCount() - begin, milliseconds);
         EXPECT_EQ(kernel.Monotonic() - slept, std::chrono::seconds(milliseconds > 0 ? 3 : 0));
         EXPECT_EQ(Printed().find("Keyval:0xd\n") != std::string::npos, milliseconds > 0);

@@ -38,20 +38,11 @@ TEST_F(ControlsTest, EditTakesDigitsAndEditingKeys) {
     HWND edit = CreateWindowEx(0, kNewEditClass, "12", WS_CHILD | WS_VISIBLE, 10, 10, 60, 20, parent, nullptr,
                                Instance(), nullptr);
     SendMessage(edit, EM_LIMITTEXT, 4, 0);
-    for (const auto& [key, shown] : {std::pair<int, const char*>{'3', "123||"},
-                                     {'x', "123||"},
-                                     {VK_LEFT, "12||3"},
-                                     {'9', "129||3"},
-                                     {'0', "129||3"},
-                                     {VK_BACK, "12||3"},
-                                     {VK_HOME, "||123"},
-                                     {VK_BACK, "||123"},
-                                     {VK_LEFT, "||123"},
-                                     {VK_DELETE, "||23"},
-                                     {VK_RIGHT, "2||3"},
-                                     {VK_END, "23||"},
-                                     {VK_RIGHT, "23||"},
-                                     {VK_DELETE, "23||"}}) {
+    const std::pair<int, const char*> steps[] = {
+        {'3', "123||"},     {'x', "123||"},     {VK_LEFT, "12||3"}, {'9', "129||3"},    {'0', "129||3"},
+        {VK_BACK, "12||3"}, {VK_HOME, "||123"}, {VK_BACK, "||123"}, {VK_LEFT, "||123"}, {VK_DELETE, "||23"},
+        {VK_RIGHT, "2||3"}, {VK_END, "23||"},   {VK_RIGHT, "23||"}, {VK_DELETE, "23||"}};
+    for (const auto& [key, shown] : steps) {
         SendMessage(edit, key >= '0' ? WM_CHAR : WM_KEYDOWN, static_cast<WPARAM>(key), 0);
         const LRESULT selection = SendMessage(edit, EM_GETSEL, 0, 0);
         EXPECT_EQ(TextOf(edit).insert(HIWORD(selection), "|").insert(LOWORD(selection), "|"), shown);
@@ -191,9 +182,9 @@ TEST_F(BatteryTest, EveryChargeIsDrawnToThePixel) {
     const std::unique_ptr<CVarnoUICtrlBattery> battery(
         CVarnoUICtrlBattery::CreateNew(Instance(), parent, 294, 6, 21, 11));
     battery->Show(SW_SHOW);
+    battery->SetBatteryColor(0xFF0000FF);
+    battery->SetPowerColor(0xFF0000FF);
     for (unsigned percent = 0; percent <= 110; ++percent) {
-        battery->SetBatteryColor(0xFF0000FF);
-        battery->SetPowerColor(0xFF0000FF);
         battery->RefreshPercent(percent);
         FlushNow();
         const int low = percent > 19 ? 5 : percent > 15 ? 3 : 2;
