@@ -85,7 +85,9 @@ TEST_F(MediaBrowser, KeysWalkOverThePages) {
         Browse(Media_Photo, [&] {
             Press(VK_RIGHT);
             EXPECT_EQ(PageText(), "") << "keys wait for the page";
-            Pass(300);
+            Pass(200);
+            EXPECT_TRUE(Busy());
+            Pass(100);
             unsigned item = MovedItem(total < 7 ? 0 : (total - 1) / 6 * 6, total, ExplorerMove::Right);
             for (int i = 0; i < 150; ++i) {
                 EXPECT_EQ(PageText(), std::to_string(total == 0 ? 0 : item + 1) + " / " + std::to_string(total));

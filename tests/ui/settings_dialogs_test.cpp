@@ -170,7 +170,7 @@ TEST_F(SettingsUi, FormattingRunsItsCommandsBehindTheBusyPicture) {
     for (const bool with_card : {true, false}) {
         std::vector<std::string> commands;
         kernel.on_system = [&](const std::string& command) {
-            EXPECT_GT(15 * 21 - Count({150, 120, 165, 141}, kWhitePixel), 40) << "the busy picture";
+            EXPECT_TRUE(Busy());
             commands.push_back(command);
             return with_card ? 0 : 256;  // whatever a command answers
         };

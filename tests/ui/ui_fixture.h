@@ -126,6 +126,9 @@ class UiTest : public mwin_test::WindowSystemTest {
         return count;
     }
 
+    // Is the busy picture in the middle of a white screen?
+    bool Busy() const { return 15 * 21 - Count({150, 120, 165, 141}, kWhitePixel) > 40; }
+
     static std::string TextOf(HWND window) {
         char text[100];
         GetWindowText(window, text, sizeof(text));
