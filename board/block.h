@@ -72,6 +72,7 @@ struct MediumState {
     bool read_only;
     bool handed_over;          // a mass-storage unit offers it to a PC: the program has to keep its hands off it
     std::uint32_t generation;  // counts every change of `present`: files opened before are dead
+    std::uint32_t write_ms;    // how long each write to one of its files takes
     std::int64_t capacity_kib;
     std::int64_t reserved_kib;  // of the capacity, taken by nothing that lies in the folder
 };

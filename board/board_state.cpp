@@ -23,6 +23,7 @@ using nlohmann::json;
 constexpr const char* kTimeFormat = "%Y-%m-%dT%H:%M:%S";
 constexpr std::int64_t kMaxMillivolts = 10000;
 constexpr std::int64_t kMaxKib = std::int64_t{1} << 40;
+constexpr std::int64_t kMaxWriteMs = 10000;
 
 std::string FormatTime(std::time_t seconds) {
     std::tm fields{};
@@ -210,6 +211,9 @@ class Changes {
             TakeRoom(name, value);
         } else if (name == "card.read_only") {
             SetMedium(&Block::card, &MediumState::read_only, Flag(name, value));
+        } else if (name == "card.write_ms") {
+            SetMedium(&Block::card, &MediumState::write_ms,
+                      static_cast<std::uint32_t>(Number(name, value, kMaxWriteMs)));
         } else {
             Refuse(name, "cannot be set");
         }
@@ -233,7 +237,8 @@ class Changes {
         });
     }
 
-    void SetMedium(MediumState Block::*medium, bool MediumState::*field, bool value) {
+    template <typename Value>
+    void SetMedium(MediumState Block::*medium, Value MediumState::*field, Value value) {
         changes_.emplace_back([this, medium, field, value] {
             const BlockLock lock(block_);
             block_.*medium.*field = value;
@@ -307,7 +312,8 @@ json BoardState::Read() const {
           {"read_only", block_.card.read_only},
           {"handed_over", block_.card.handed_over},
           {"size_kib", block_.card.capacity_kib},
-          {"free_kib", card_free}}},
+          {"free_kib", card_free},
+          {"write_ms", block_.card.write_ms}}},
         {"nand",
          {{"mounted", block_.nand.mounted},
           {"handed_over", block_.nand.handed_over},

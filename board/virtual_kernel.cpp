@@ -197,12 +197,24 @@ int VirtualKernel::WriteError(const OpenFile& file, std::int64_t bytes) {
     return 0;
 }
 
+int VirtualKernel::WaitForMedium(const OpenFile& file) {
+    std::chrono::milliseconds duration{};
+    {
+        const BlockLock lock(block_);
+        duration = std::chrono::milliseconds((block_.*BoardFolder::StateOf(file.medium)).write_ms);
+    }
+    if (duration == std::chrono::milliseconds::zero()) return 0;
+    clock_.Sleep(duration);
+    return MediumError(file);
+}
+
 ssize_t VirtualKernel::Write(int fd, const struct iovec* parts, int count) {
     if (const int error = TakeFault("write")) return Fail(error);
     const std::optional<OpenFile> file = Find(fd);
     if (file && file->device) return Fail(EINVAL);
     if (file) {
         if (const int error = WriteError(*file, Length(parts, count))) return Fail(error);
+        if (const int error = WaitForMedium(*file)) return Fail(error);
     }
     return writev(fd, parts, count);
 }

@@ -93,6 +93,9 @@ class VirtualKernel final : public Varno::Kernel {
     int MediumError(const OpenFile& file) const;
     // 0, or the errno that writing to this file fails with.
     int WriteError(const OpenFile& file, std::int64_t bytes);
+    // Takes the time of a write on the file's medium. 0, or the errno that the write fails with, because the medium did
+    // not stay for so long.
+    int WaitForMedium(const OpenFile& file);
 
     Block& block_;
     BoardFolder& folder_;

@@ -205,12 +205,12 @@ for (const control of document.querySelectorAll('[data-path]')) {
     control.addEventListener('change', () => patch(control.dataset.path, control.value));
   }
 }
-for (const form of document.querySelectorAll('[data-size]')) {
+for (const form of document.querySelectorAll('[data-number]')) {
   form.addEventListener('submit', event => {
     event.preventDefault();
     const input = form.querySelector('input');
     edited.delete(input);
-    if (input.value !== '') patch(form.dataset.size, Math.round(Number(input.value) * form.dataset.kib));
+    if (input.value !== '') patch(form.dataset.number, Math.round(Number(input.value) * form.dataset.factor));
   });
 }
 $('source-form').addEventListener('submit', event => {
@@ -257,7 +257,7 @@ $('restart').addEventListener('click', async () => {
 
 // A field the user is editing is not overwritten by the board's news until it is set or left unchanged.
 const edited = new Set();
-for (const input of [$('camera-source'), $('rtc'), ...document.querySelectorAll('[data-size] input')]) {
+for (const input of [$('camera-source'), $('rtc'), ...document.querySelectorAll('[data-number] input')]) {
   input.addEventListener('input', () => edited.add(input));
   input.addEventListener('keydown', event => {
     if (event.key !== 'Escape') return;
@@ -373,9 +373,9 @@ function show(now) {
   if (!$('millivolts').matches(':active')) showVoltage(now.battery.millivolts);
   setState('power-state', `${now.battery.millivolts} mV${now.battery.charger ? ', charging' : ''}`,
     chargeOf(now.battery.millivolts) < 20);
-  for (const form of document.querySelectorAll('[data-size]')) {
-    const size = at(now, form.dataset.size) / form.dataset.kib;
-    setField(form.querySelector('input'), String(Math.round(size * 1000) / 1000));
+  for (const form of document.querySelectorAll('[data-number]')) {
+    const value = at(now, form.dataset.number) / form.dataset.factor;
+    setField(form.querySelector('input'), String(Math.round(value * 1000) / 1000));
   }
   const medium = now.card.mounted ? 'card' : 'nand';
   setState('storage-state', !now[medium].mounted ? 'none mounted' : now[medium].handed_over
