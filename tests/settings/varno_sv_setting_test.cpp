@@ -3,17 +3,19 @@
 #include <gmock/gmock.h>
 #include <tinyxml.h>
 
+#include <cstring>
 #include <filesystem>
 
 #include "settings/built_in_texts.h"
 #include "tests/support/fake_kernel.h"
+#include "tests/support/printed.h"
 
 namespace {
 
 using Call = support::FakeKernel::Call;
-using testing::ElementsAre;
+using support::Count;
+using support::Printed;
 using testing::HasSubstr;
-using testing::Pair;
 
 constexpr char kFile[] = "varnosvconf.xml";
 constexpr char kShipped[] = "settings/varnosvconf.xml";
@@ -31,11 +33,9 @@ std::string Setting(const std::string& name, const std::string& value) {
     return "<Item name=\"Settings\"><Settings name=\"" + name + "\" value=\"" + value + "\"/></Item>";
 }
 
-int Count(const std::string& text, const std::string& part) {
-    int count = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
+// The name under which the `number`-th file is put aside.
+std::string Aside(int number) {
+    return std::string(kFile) + ".bad" + (number > 1 ? std::to_string(number) : "");
 }
 
 // Runs in an empty working directory; one InitConfigFile is one start of the program.
@@ -55,13 +55,21 @@ class Settings : public testing::Test {
         store.InitConfigFile();
     }
     std::string File() { return kernel.Get(kFile); }
-    std::vector<std::pair<unsigned, std::string>> Languages() {
+    std::string Languages() {
         std::map<unsigned, LanguageType*> list;
         store.CopyLanguageList(list);
-        std::vector<std::pair<unsigned, std::string>> names;
+        std::string all;
         for (const auto& [id, language] : list)
-            names.emplace_back(id, language->name + " " + language->fullname);
-        return names;
+            all += std::to_string(static_cast<int>(id)) + " " + language->name + " " + language->fullname + "; ";
+        return all;
+    }
+    std::string Stored(const std::string& key) { return store.GetXMLConfSettingsItemVal(key, "none"); }
+    // Every built-in text is where it belongs.
+    void ExpectBuiltInTexts() {
+        for (const BuiltInTexts& language : kBuiltInTexts) {
+            for (int i = 0; i < BuiltInTexts::kCount; ++i)
+                ASSERT_EQ(store.GetXMLConfLangItemVal(language.language, 10001 + i, "none"), language.texts[i]);
+        }
     }
 
     support::FakeKernel kernel;
@@ -74,19 +82,12 @@ TEST_F(Settings, ShippedFileIsCompleteAndSurvivesByteForByte) {
     Start(shipped);
     EXPECT_EQ(File(), shipped);
     EXPECT_EQ(kernel.Flushes(), 0) << "nothing is missing, so nothing is written";
-    EXPECT_THAT(Languages(), ElementsAre(Pair(0, "en English"), Pair(1, "es Espa\xC3\xB1ol"),
-                                         Pair(2,
-                                              "fr Fran\xC3\xA7"
-                                              "ais"),
-                                         Pair(3, "de Deutsch"), Pair(4, "nl Nederlands")));
+    EXPECT_EQ(Languages(), "0 en English; 1 es Español; 2 fr Français; 3 de Deutsch; 4 nl Nederlands; ");
     EXPECT_TRUE(store.GetColorful());
     EXPECT_EQ(store.GetLanguage(), 0);
     for (int language = 0; language < 5; ++language) {
-        for (int id = 10001; id <= 10025; ++id) {
-            if (id != 10019) {
-                EXPECT_NE(store.GetXMLConfLangItemVal(language, id, "missing"), "missing") << language << " " << id;
-            }
-        }
+        for (int id = 10001; id <= 10025; ++id)
+            EXPECT_TRUE(id == 10019 || store.GetXMLConfLangItemVal(language, id, "missing") != "missing") << id;
     }
     EXPECT_EQ(store.GetXMLConfLangItemVal("es", 10002, ""), "Configuraci\xA8\xAEn avanzada");
     EXPECT_EQ(store.GetXMLConfLangItemVal("fr", 10002, ""), "Param\xA8\xA8tres avanc\xA8\xA6s");
@@ -96,9 +97,7 @@ TEST_F(Settings, ShippedFileIsCompleteAndSurvivesByteForByte) {
 }
 
 TEST_F(Settings, FirstStartWithoutAFile) {
-    testing::internal::CaptureStdout();
-    store.InitConfigFile();
-    EXPECT_THAT(testing::internal::GetCapturedStdout(), HasSubstr("Error in varnosvconf.xml: Failed to open file\n"));
+    EXPECT_THAT(Printed([&] { store.InitConfigFile(); }), HasSubstr("Error in varnosvconf.xml: Failed to open file\n"));
     EXPECT_EQ(kernel.Flushes(), 2) << "one write: the file and its directory";
     const std::string file = File();
     EXPECT_EQ(Count(file, "<StringTable "), 40);
@@ -110,11 +109,7 @@ TEST_F(Settings, FirstStartWithoutAFile) {
           "string=\"Formater la carte m\xA8\xA6moire\""}) {
         EXPECT_THAT(file, HasSubstr(part));
     }
-    for (const BuiltInTexts& language : kBuiltInTexts) {
-        for (int i = 0; i < BuiltInTexts::kCount; ++i) {
-            EXPECT_EQ(store.GetXMLConfLangItemVal(language.language, 10001 + i, "other"), language.texts[i]);
-        }
-    }
+    ExpectBuiltInTexts();
     EXPECT_EQ(store.GetLanguage(), 0);
     EXPECT_EQ(store.GetXMLConfLangItemVal(10001, "Setup"), "Setup") << "English, though no language has an id";
     EXPECT_EQ(store.GetXMLConfLangItemVal(0, 10001, "Setup"), "") << "the language is not listed";
@@ -122,7 +117,7 @@ TEST_F(Settings, FirstStartWithoutAFile) {
     // The languages the program made have no ids: all of them are -1, of which one is listed.
     store.InitConfigFile();
     EXPECT_EQ(File(), file);
-    EXPECT_THAT(Languages(), ElementsAre(Pair(4294967295U, "en English")));
+    EXPECT_EQ(Languages(), "-1 en English; ");
 }
 
 TEST_F(Settings, StoredLanguageIsFoundByItsCode) {
@@ -139,9 +134,8 @@ TEST_F(Settings, StoredLanguageIsFoundByItsCode) {
     for (const auto& c : cases) {
         Start(Document(Setting("language", c.code) + languages));
         EXPECT_EQ(store.GetLanguage(), c.id) << c.code;
-        EXPECT_EQ(store.GetXMLConfSettingsItemVal("language", "none"), c.stored);
-        EXPECT_THAT(Languages(), ElementsAre(Pair(1, "en English"), Pair(3, "de Deutsch"), Pair(9, "de English"),
-                                             Pair(4294967295U, "xx English")));
+        EXPECT_EQ(Stored("language"), c.stored);
+        EXPECT_EQ(Languages(), "1 en English; 3 de Deutsch; 9 de English; -1 xx English; ");
     }
 }
 
@@ -185,17 +179,17 @@ TEST_F(Settings, TextBytesSurviveWhateverTheirEncoding) {
     // GB2312 codes whose bytes look like the start of UTF-8 characters, straight before a quote or a bracket.
     const std::string text = "\xE9\xA1\xE9 \xC3 \xF0\x9F \xB8\xF1\xCA\xBD\xBB\xAF \xE6\x96\x87 \x80\xFE\xE9";
     Start("\xEF\xBB\xBF" + Document(Setting("a", text) + Setting("b", "&#243;&#x4E2D;&#65;") + "<!--" + text + "-->"));
-    EXPECT_EQ(store.GetXMLConfSettingsItemVal("a", ""), text);
-    EXPECT_EQ(store.GetXMLConfSettingsItemVal("b", ""),
+    EXPECT_EQ(Stored("a"), text);
+    EXPECT_EQ(Stored("b"),
               "\xC3\xB3\xE4\xB8\xAD"
               "A");
     EXPECT_THAT(File(), HasSubstr("value=\"" + text + "\""));
     EXPECT_THAT(File(), HasSubstr("<!--" + text + "-->"));
     EXPECT_TRUE(store.SaveXMLSettingItem("c", 7));
     EXPECT_TRUE(store.SaveXMLSettingItem("d", false));
-    EXPECT_EQ(store.GetXMLConfSettingsItemVal("a", ""), text);
-    EXPECT_EQ(store.GetXMLConfSettingsItemVal("c", ""), "7");
-    EXPECT_EQ(store.GetXMLConfSettingsItemVal("d", ""), "false");
+    EXPECT_EQ(Stored("a"), text);
+    EXPECT_EQ(Stored("c"), "7");
+    EXPECT_EQ(Stored("d"), "false");
 }
 
 TEST_F(Settings, Colour) {
@@ -211,14 +205,14 @@ TEST_F(Settings, Colour) {
         store.SetColorful(c.before);
         Start(Document(Setting("colorful", c.stored)));
         EXPECT_EQ(store.GetColorful(), c.after) << c.stored;
-        EXPECT_EQ(store.GetXMLConfSettingsItemVal("colorful", "none"), c.kept);
+        EXPECT_EQ(Stored("colorful"), c.kept);
     }
     const int flushes = kernel.Flushes();
     store.SetColorful(true);
     EXPECT_EQ(kernel.Flushes(), flushes) << "unchanged";
     store.SetColorful(false);
     EXPECT_GT(kernel.Flushes(), flushes);
-    EXPECT_EQ(store.GetXMLConfSettingsItemVal("colorful", "none"), "false");
+    EXPECT_EQ(Stored("colorful"), "false");
 }
 
 TEST_F(Settings, UnparsableFileIsPutAside) {
@@ -238,75 +232,60 @@ TEST_F(Settings, UnparsableFileIsPutAside) {
     for (const char* empty : {"", " \n"}) {
         Start(empty);
         EXPECT_EQ(Count(File(), "<StringTable "), 40);
-        EXPECT_FALSE(kernel.Exists(std::string(kFile) + ".bad")) << "nothing to lose";
+        EXPECT_FALSE(kernel.Exists(Aside(1))) << "nothing to lose";
     }
-    int number = 1;
+    int number = 0;
     for (const std::string& text : broken) {
         Start(text);
-        const std::string aside = std::string(kFile) + ".bad" + (number > 1 ? std::to_string(number) : "");
-        EXPECT_TRUE(kernel.Get(aside) == text) << aside << ": " << text.substr(0, 40);
-        EXPECT_EQ(store.GetXMLConfSettingsItemVal("colorful", "none"), "true");
-        ++number;
+        EXPECT_TRUE(kernel.Get(Aside(++number)) == text) << number << ": " << text.substr(0, 40);
+        EXPECT_EQ(Stored("colorful"), "true");
     }
-    EXPECT_EQ(kernel.Get(std::string(kFile) + ".bad"), broken[0]);
+    Start("a tenth");
+    EXPECT_EQ(kernel.Get(Aside(9)), "a tenth") << "replaces the last";
+    EXPECT_EQ(kernel.Get(Aside(1)), broken[0]);
 }
 
 // Whatever is left of a file, the program starts with every built-in text, says what is wrong once, and keeps what it
 // cannot read.
 TEST_F(Settings, StartsWithWhateverIsLeftOfItsFile) {
     const std::string shipped = Contents(source / kShipped);
-    struct Case {
-        std::string text;
-        bool readable;
-    };
-    std::vector<Case> cases{{Document("<Item name=\"Languages\"><Languages name=\"en\" id=\"0\">"
-                                      "<StringTable ID=\"10001\" string=\"Setup\"/>"
-                                      "<StringTable ID=\"10001\" string=\"Second\"/></Languages>"
-                                      "<Languages name=\"de\" id=\"0\"/></Item>"),
-                             true},
-                            {"<Other><Item name=\"Settings\"/></Other>", true},
-                            {"<!-- nothing else -->", true}};
+    std::vector<std::pair<std::string, bool>> cases{
+        {Document("<Item name=\"Languages\"><Languages name=\"en\" id=\"0\">"
+                  "<StringTable ID=\"10001\" string=\"Setup\"/>"
+                  "<StringTable ID=\"10001\" string=\"Second\"/></Languages>"
+                  "<Languages name=\"de\" id=\"0\"/></Item>"),
+         true},
+        {"<Other><Item name=\"Settings\"/></Other>", true},
+        {"<!-- nothing else -->", true}};
     for (std::size_t length = 64; length < shipped.find("</Varno>"); length += 64)
-        cases.push_back({shipped.substr(0, length), false});
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text.size());
-        testing::internal::CaptureStdout();
-        Start(c.text);
-        const std::string printed = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(Count(printed, "Error in varnosvconf.xml: "), c.readable ? 0 : 1) << printed;
-        for (const BuiltInTexts& language : kBuiltInTexts) {
-            for (int i = 0; i < BuiltInTexts::kCount; ++i)
-                ASSERT_EQ(store.GetXMLConfLangItemVal(language.language, 10001 + i, "none"), language.texts[i]);
-        }
+        cases.emplace_back(shipped.substr(0, length), false);
+    for (const auto& [text, readable] : cases) {
+        SCOPED_TRACE(text.size());
+        const std::string printed = Printed([&, text = text] { Start(text); });
+        EXPECT_EQ(Count(printed, "Error in varnosvconf.xml: "), readable ? 0 : 1) << printed;
+        ExpectBuiltInTexts();
         EXPECT_EQ(store.GetXMLConfLangItemVal(10001, "Setup"), "Setup");
         EXPECT_TRUE(store.GetColorful());
-        std::string kept;
-        for (int number = 1; number <= 9; ++number) {
-            const std::string aside = std::string(kFile) + ".bad" + (number > 1 ? std::to_string(number) : "");
-            if (kernel.Exists(aside)) kept = kernel.Get(aside);
-        }
-        EXPECT_TRUE(c.readable || kept == c.text);
+        int last = 9;
+        while (last > 1 && !kernel.Exists(Aside(last)))
+            --last;
+        EXPECT_TRUE(readable || kernel.Get(Aside(last)) == text);
     }
 }
 
 TEST_F(Settings, FailedSaveKeepsTheOldFile) {
     Start(Contents(source / kShipped));
     const std::string before = File();
-    const struct {
-        Call call;
-        int error;
-        const char* message;
-    } cases[] = {{Call::Open, EROFS, "Error in varnosvconf.xml: Read-only file system\n"},
-                 {Call::Write, ENOSPC, "Error in varnosvconf.xml: No space left on device\n"},
-                 {Call::Flush, EIO, "Error in varnosvconf.xml: Input/output error\n"},
-                 {Call::Close, EIO, "Error in varnosvconf.xml: Input/output error\n"}};
-    for (const auto& c : cases) {
-        testing::internal::CaptureStdout();
-        kernel.FailNth(c.call, 1, c.error);
-        EXPECT_EQ(store.GetXMLConfLangItemVal(10099, "new"), "new");
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), c.message);
+    for (const auto& [call, error] :
+         {std::pair{Call::Open, EROFS}, {Call::Write, ENOSPC}, {Call::Flush, EIO}, {Call::Close, EIO}}) {
+        kernel.FailNth(call, 1, error);
+        EXPECT_EQ(Printed([&] { EXPECT_EQ(store.GetXMLConfLangItemVal(10099, "new"), "new"); }),
+                  std::string("Error in varnosvconf.xml: ") + std::strerror(error) + "\n");
         EXPECT_EQ(File(), before);
-        EXPECT_FALSE(kernel.Exists(std::string("unfinished.part")));
+        EXPECT_FALSE(kernel.Exists("unfinished.part"));
+        kernel.FailNth(call, 1, error);
+        EXPECT_FALSE(store.SaveXMLSettingItem("new", true));
+        EXPECT_EQ(File(), before);
     }
     EXPECT_EQ(store.GetXMLConfLangItemVal(10099, "new"), "new");
     EXPECT_THAT(File(), HasSubstr("ID=\"10099\" string=\"new\""));
@@ -315,22 +294,19 @@ TEST_F(Settings, FailedSaveKeepsTheOldFile) {
 TEST_F(Settings, UnreadableFileIsLeftAlone) {
     std::filesystem::create_directory(kFile);
     store.InitConfigFile();
-    EXPECT_EQ(store.GetXMLConfSettingsItemVal("colorful", "true"), "true");
+    EXPECT_EQ(Stored("colorful"), "none");
     EXPECT_FALSE(store.SaveXMLSettingItem("colorful", false));
     EXPECT_TRUE(std::filesystem::is_directory(kFile));
-    EXPECT_FALSE(kernel.Exists(std::string(kFile) + ".bad"));
+    EXPECT_FALSE(kernel.Exists(Aside(1)));
 }
 
 TEST_F(Settings, OtgStateIsTheAnswerOfTheCall) {
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(store.InitFSLOTG());
+    const std::string opened = "Init FSL OTG status device OK\n";
+    EXPECT_EQ(Printed([&] { EXPECT_FALSE(store.InitFSLOTG()); }), "Can't init FSL OTG\n");
     EXPECT_EQ(store.GetOTGStatus(), 0);
     kernel.Put("/dev/fsl_otg", "");
-    EXPECT_TRUE(store.InitFSLOTG());
-    EXPECT_TRUE(store.InitFSLOTG());
+    EXPECT_EQ(Printed([&] { EXPECT_TRUE(store.InitFSLOTG() && store.InitFSLOTG()); }), opened + opened);
     EXPECT_EQ(kernel.OpenFiles(), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Can't init FSL OTG\nInit FSL OTG status device OK\nInit FSL OTG status device OK\n");
     for (const auto& [answer, status] : {std::pair{1, 1}, {0, 2}, {-1, 0}, {2, 0}}) {
         kernel.on_ioctl = [answer = answer](const std::string&, unsigned long request, void* state) {
             *static_cast<int*>(state) = 1;
@@ -341,6 +317,57 @@ TEST_F(Settings, OtgStateIsTheAnswerOfTheCall) {
     store.DeinitFSLOTG();
     EXPECT_EQ(kernel.OpenFiles(), 0);
     EXPECT_EQ(store.GetOTGStatus(), 0);
+}
+
+// Files of "key=value" lines, which another tool of the board may read.
+TEST_F(Settings, KeyValueFiles) {
+    const std::string file = "/etc/settings.conf";
+    const std::string filler(250, 'x');
+    kernel.on_system = [&](const std::string& command) {
+        if (command != "mv " + file + ".tmp " + file) return 127 << 8;
+        std::filesystem::rename(kernel.Path(file) + ".tmp", kernel.Path(file));
+        return 0;
+    };
+    std::string value;
+    bool flag = false;
+    kernel.Put(file, "# a=comment\na=1 # one\r\nb=x=y\n\nno pair\n=nameless\n" + filler + "=tail\nlong=" + filler +
+                         "more=stuff\na=2\non=true\noff=false\nlast=end");
+    for (const auto& [key, expected] : {std::pair{"a", "1 "}, {"b", "x=y"}, {"", "nameless"}, {"last", "end"}}) {
+        EXPECT_EQ(store.ReadSettingItemToString(file, key, value), 1) << key;
+        EXPECT_EQ(value, expected);
+    }
+    EXPECT_EQ(store.ReadSettingItemToString(file, "more", value) + store.ReadSettingItemToString(file, "#", value), 0);
+    EXPECT_TRUE(store.ReadSettingItem(file, "on", flag) == 1 && flag);
+    EXPECT_TRUE(store.ReadSettingItem(file, "off", flag) == 1 && !flag);
+    EXPECT_EQ(store.ReadSettingItem(file, "b", flag) + store.ReadSettingItem(file, "none", flag), 0);
+    EXPECT_EQ(value, "end") << "kept when there is none";
+
+    const std::pair<std::string, std::string> writes[] = {
+        {"", "k=true\n"},
+        {"a=1\nk=old # gone\nb=2\n", "a=1\nk=true\nb=2\n"},
+        {"a=1", "a=1\nk=true\n"},
+        {"# k=1\nkk=1\n", "# k=1\nkk=1\nk=true\n"},
+        {"k=" + filler + filler + "\na=" + filler + "k=\n", "k=true\na=" + filler + "k=\n"}};
+    for (const auto& [before, after] : writes) {
+        kernel.Put(file, before);
+        EXPECT_EQ(store.WriteSettingItem(file, "k", true), 1);
+        EXPECT_EQ(kernel.Get(file), after);
+    }
+    kernel.Put(file, "k=1#x\nb\n");
+    const std::string said = Printed([&] {
+        EXPECT_EQ(store.ReadSettingItem(file, "k", flag) + store.ReadSettingItem("/etc/none", "k", flag), 0);
+        EXPECT_EQ(store.WriteSettingItem(file, "k", 7) + store.WriteSettingItem("/etc/none", "k", true), 0);
+        kernel.FailNth(Call::System, 1, EAGAIN);
+        EXPECT_EQ(store.WriteSettingItem(file, "k", false), 0);
+        std::filesystem::remove(kernel.Path(file) + ".tmp");
+        std::filesystem::create_symlink("/dev/full", kernel.Path(file) + ".tmp");
+        EXPECT_EQ(store.WriteSettingItem(file, "k", false), 0);
+    });
+    EXPECT_EQ(said,
+              "name:k, value:1\nError: read file /etc/none\nError: read orig file /etc/none\n"
+              "Error: Excute mv /etc/settings.conf.tmp /etc/settings.conf\n"
+              "Error: read file /etc/settings.conf.tmp\n");
+    EXPECT_EQ(kernel.Get(file), "k=1#x\nb\n");
 }
 
 }  // namespace

@@ -13,10 +13,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-bool Blocked(int signal) {
+// For the calling thread, both signals that end the program.
+bool Blocked() {
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    return sigismember(&mask, signal) == 1;
+    EXPECT_EQ(sigismember(&mask, SIGINT), sigismember(&mask, SIGTERM));
+    return sigismember(&mask, SIGTERM) == 1;
 }
 
 // The task must live until the worker has run it.
@@ -29,12 +31,16 @@ bool Start(Varno::WorkerThread& worker, std::function<void()>& task) {
 }
 
 TEST(WorkerThread, RunsWithSignalsBlockedAndIsJoined) {
+    support::FakeKernel kernel;
     Varno::WorkerThread worker;
     EXPECT_FALSE(worker.Join()) << "none was started";
     for (int round = 0; round < 2; ++round) {
-        bool blocked = false;
+        std::vector<bool> blocked;
+        kernel.on_sleep = [&] { blocked.push_back(Blocked()); };
         std::function<void()> task = [&] {
-            blocked = Blocked(SIGINT) && Blocked(SIGTERM);
+            blocked.push_back(Blocked());
+            Varno::SleepSignalsOpen(milliseconds(5));
+            blocked.push_back(Blocked());
             EXPECT_FALSE(worker.Join()) << "itself";
         };
         ASSERT_TRUE(Start(worker, task));
@@ -43,9 +49,9 @@ TEST(WorkerThread, RunsWithSignalsBlockedAndIsJoined) {
         EXPECT_EQ(errno, EBUSY);
         EXPECT_TRUE(worker.Join());
         EXPECT_FALSE(worker.Joinable());
-        EXPECT_TRUE(blocked);
+        EXPECT_THAT(blocked, testing::ElementsAre(true, false, true)) << "open only during that sleep";
     }
-    EXPECT_FALSE(Blocked(SIGTERM)) << "the starting thread keeps its mask";
+    EXPECT_FALSE(Blocked()) << "the starting thread keeps its mask";
 }
 
 TEST(WorkerThread, DestroyedByItselfItRunsOut) {
@@ -65,43 +71,21 @@ TEST(WorkerThread, DestroyedByItselfItRunsOut) {
 }
 
 TEST(Sleep, EndsEarlyOnTheStopRequest) {
-    struct StoppingKernel : support::FakeKernel {
-        void Sleep(std::chrono::nanoseconds duration) override {
-            slices.push_back(duration);
-            if (slices.size() == stop_at) stop = true;
-        }
-        std::vector<std::chrono::nanoseconds> slices;
-        std::size_t stop_at = 0;
-        std::atomic<bool> stop{false};
-    } kernel;
-    EXPECT_TRUE(Varno::SleepUnless(kernel.stop, milliseconds(50)));
-    EXPECT_THAT(kernel.slices, testing::ElementsAre(milliseconds(20), milliseconds(20), milliseconds(10)));
-    EXPECT_TRUE(Varno::SleepUnless(kernel.stop, milliseconds(0)));
-    EXPECT_EQ(kernel.slices.size(), 3U);
-    kernel.stop_at = 5;
-    EXPECT_FALSE(Varno::SleepUnless(kernel.stop, std::chrono::hours(1)));
-    EXPECT_FALSE(Varno::SleepUnless(kernel.stop, milliseconds(0))) << "stopped before it began";
-    EXPECT_EQ(kernel.slices.size(), 5U);
-}
-
-TEST(Sleep, SignalsAreOpenOnlyMeanwhile) {
-    static volatile std::sig_atomic_t caught;
-    caught = 0;
     support::FakeKernel kernel;
-    sigset_t ending;
-    sigset_t before;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGTERM);
-    sigaddset(&ending, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &ending, &before);
-    const auto handler = std::signal(SIGTERM, [](int) { caught = 1; });
-    raise(SIGTERM);
-    EXPECT_EQ(caught, 0);
-    Varno::SleepSignalsOpen(milliseconds(5));
-    EXPECT_EQ(caught, 1);
-    EXPECT_TRUE(Blocked(SIGTERM) && Blocked(SIGINT));
-    std::signal(SIGTERM, handler);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    std::atomic<bool> stop{false};
+    std::size_t slices = 0;
+    std::size_t stop_at = 0;
+    kernel.on_sleep = [&] { stop = ++slices == stop_at; };
+    const auto slept = [&, start = kernel.Monotonic()] { return kernel.Monotonic() - start; };
+    EXPECT_TRUE(Varno::SleepUnless(stop, milliseconds(50)));
+    EXPECT_EQ(slept(), milliseconds(50));
+    EXPECT_EQ(slices, 3U) << "of at most 20 ms";
+    EXPECT_TRUE(Varno::SleepUnless(stop, milliseconds(0)));
+    EXPECT_EQ(slices, 3U);
+    stop_at = 5;
+    EXPECT_FALSE(Varno::SleepUnless(stop, std::chrono::hours(1)));
+    EXPECT_FALSE(Varno::SleepUnless(stop, milliseconds(0))) << "stopped before it began";
+    EXPECT_EQ(slept(), milliseconds(90));
 }
 
 }  // namespace
