@@ -41,15 +41,16 @@ matches() {
     }
 }
 
-# within SECONDS COMMAND...: waits until the command succeeds; fails when it does not in time.
+# within SECONDS COMMAND...: waits until the command succeeds; fails when it does not in time. Where all is slower, `patience`
+# multiplies the time.
 within() {
-    local deadline=$((SECONDS + $1))
+    local deadline=$((SECONDS + $1 * ${patience:-1}))
     shift
     until "$@"; do
         ((SECONDS < deadline)) || {
             echo "not within the time: $*"
             return 1
         }
-        sleep 0.1
+        sleep 0.05
     done
 }
