@@ -4,7 +4,8 @@ media=$scratch/media
 board=
 # Watched for data races, a board is slow; what it sees is written where no end of a process can lose it.
 if ldd "$program" 2>/dev/null | grep -q libtsan; then patience=6; fi
-export TSAN_OPTIONS=log_path=$scratch/tsan
+# A signal is let in only where the program waits, so that its handler may do anything; a crash stays one.
+export TSAN_OPTIONS=log_path=$scratch/tsan:report_signal_unsafe=0:handle_segv=0
 
 # start_board [OPTION...]: on a free port, with media of its own.
 start_board() {
