@@ -88,12 +88,11 @@ changed_and_back() {
 }
 
 check_changes() {
-    local member display
-    for member in battery.charger card.read_only tv_cable; do check "$member" changed_and_back "$member" true; done
-    for member in camera.plugged card.inserted nand.mounted; do check "$member" changed_and_back "$member" false; done
-    check "battery.millivolts" changed_and_back battery.millivolts 1500
-    check "card.write_ms" changed_and_back card.write_ms 10000
-    check "camera.faults" changed_and_back camera.faults '["dqbuf-eio","error-flag"]'
+    local change display
+    for change in battery.charger=true card.read_only=true tv_cable=true camera.plugged=false card.inserted=false nand.mounted=false \
+        battery.millivolts=1500 card.write_ms=10000 'camera.faults=["dqbuf-eio","error-flag"]'; do
+        check "$change" changed_and_back "${change%%=*}" "${change#*=}"
+    done
     check "camera.source" patched "{\"camera\":{\"source\":\"file:$root/img/sd.png\"}}" '.camera.source | startswith("file:/")' true
     check "camera.source back" patched '{"camera":{"source":"scene"}}' '.camera.source' scene
     check "card.size_kib" patched '{"card":{"size_kib":524288}}' '[.card.size_kib, .card.free_kib]' '[524288,524288]'
@@ -101,8 +100,8 @@ check_changes() {
     check "both at once" patched '{"card":{"free_kib":123456,"size_kib":1048576}}' '[.card.size_kib, .card.free_kib]' '[1048576,123456]'
     check "both of the internal storage" patched '{"nand":{"size_kib":131072,"free_kib":54321}}' '[.nand.size_kib, .nand.free_kib]' '[131072,54321]'
     for display in tvenc_ntsc tvenc_pal lq035 ili9341; do
-        check "lcdparams $display" patched "{\"lcdparams\":\"lcd_panel=$display\"}" .lcdparams "lcd_panel=$display"
-        check "lcdparams $display lies in its file" equal "$(cat "$media/device/etc/lcdparams")" "lcd_panel=$display"
+        patch "{\"lcdparams\":\"lcd_panel=$display\"}"
+        check "lcdparams $display" equal "$(state .lcdparams) $(cat "$media/device/etc/lcdparams")" "lcd_panel=$display lcd_panel=$display"
     done
     check "rtc" patched '{"rtc":"2012-02-29T12:34:56"}' '.rtc | startswith("2012-02-29T12:3")' true
 }

@@ -3,6 +3,7 @@
 'use strict';
 
 const {chromium} = require('playwright-core');
+const {deepStrictEqual: equal} = require('node:assert');
 const {spawn} = require('node:child_process');
 const fs = require('node:fs');
 
@@ -16,11 +17,6 @@ async function check(name, action) {
   } catch (error) {
     failures++;
     console.log(`not ok - ${name}\n    ${String(error.message).replaceAll('\n', '\n    ')}`);
-  }
-}
-function equal(actual, expected) {
-  if (JSON.stringify(actual) !== JSON.stringify(expected)) {
-    throw new Error(`is ${JSON.stringify(actual)}, expected ${JSON.stringify(expected)}`);
   }
 }
 async function eventually(condition, milliseconds = 8000) {
@@ -295,14 +291,12 @@ async function checkKeyboardOnly(page) {
 }
 
 async function checkRestart(page) {
-  await check('restart starts the program again', async () => {
+  await check('restart starts the program again, also one that was switched off, which is told', async () => {
     const before = (await log()).length;
     await page.locator('#restart').click();
     await eventually(async () => (await log(before)).includes('val:255'), 15000);
     await becomes(state => state.program.running, true);
     await pictureMoves(page);
-  });
-  await check('a program that was switched off is told, and switched on again', async () => {
     await page.getByLabel('Power-off request').click();
     await becomes(state => state.powered_off, true, 30000);
     await page.locator('#lcd-note', {hasText: 'Powered off'}).waitFor();
@@ -310,15 +304,13 @@ async function checkRestart(page) {
     await page.locator('#lcd-note').waitFor({state: 'hidden'});
     await pictureMoves(page);
   });
-  await check('a board that hangs is told, and found again', async () => {
+  let again = null;
+  await check('a board that hangs, or was started anew, is told and found again, and its log followed', async () => {
     process.kill(Number(boardPid), 'SIGSTOP');
     await page.locator('#lcd-note', {hasText: 'does not answer'}).waitFor();
     process.kill(Number(boardPid), 'SIGCONT');
     await page.waitForSelector('#link.live');
     await pictureMoves(page);
-  });
-  let again = null;
-  await check('a board that was started anew is found again, and its log followed', async () => {
     process.kill(Number(boardPid));
     await page.locator('#lcd-note', {hasText: 'does not answer'}).waitFor();
     again = spawn(program, ['--port', new URL(address).port, '--media', media], {stdio: 'ignore'});
@@ -355,14 +347,6 @@ async function checkLayouts(browser, complaints) {
   }
 }
 
-async function takePicture(browser) {
-  const page = await openPage(browser, {viewport: {width: 1600, height: 1000}, colorScheme: 'light'}, []);
-  await live();
-  await page.keyboard.press('ArrowRight');
-  await pictureMoves(page, 10);
-  await page.screenshot({path: picturePath});
-}
-
 async function main() {
   const browser = await chromium.launch({
     executablePath: '/usr/bin/chromium',
@@ -370,9 +354,12 @@ async function main() {
       '--disable-sync', '--no-first-run'],
   });
   if (picturePath) {
-    await takePicture(browser);
-    await browser.close();
-    return;
+    const page = await openPage(browser, {viewport: {width: 1600, height: 1000}, colorScheme: 'light'}, []);
+    await live();
+    await page.keyboard.press('ArrowRight');
+    await pictureMoves(page, 10);
+    await page.screenshot({path: picturePath});
+    return browser.close();
   }
   const complaints = [];
   const page = await openPage(browser, {viewport: {width: 1500, height: 900}}, complaints);
