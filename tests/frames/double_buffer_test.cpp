@@ -26,8 +26,6 @@ std::string Text(CDoubleBufferData* slot) {
     return {data, static_cast<std::size_t>(length)};
 }
 
-}  // namespace
-
 TEST(DoubleBuffer, RefusesSizesBelowOne) {
     for (const auto& [size, count] : {std::pair{0, 2}, {153600, 0}, {-1, 2}, {153600, -1}}) {
         EXPECT_EQ(Queue(CDoubleBuffer::CreateNew(size, count)), nullptr) << size << " " << count;
@@ -167,3 +165,5 @@ TEST(DoubleBuffer, HandsFramesOverWithoutAllocating) {
     EXPECT_EQ(support::AllocationCount() - before, 0);
     consumer.join();
 }
+
+}  // namespace

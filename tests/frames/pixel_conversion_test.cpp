@@ -42,8 +42,6 @@ Rgb Expected(int y, int u, int v) {
             Limited(y + (u - 128) * 1732446 / 1000000)};
 }
 
-}  // namespace
-
 TEST(YuyvToPlanar, CutsOutOfTheMiddleLinesFromTheLeftEdge) {
     struct Case {
         unsigned in_width, in_height;
@@ -192,3 +190,5 @@ TEST(QuarterTurn, ReadsUpwardsFromTheLineBelow) {
         }
     }
 }
+
+}  // namespace

@@ -54,8 +54,6 @@ class Overlay : public OnBoard {
     MwScreenDevice m_screen{};
 };
 
-}  // namespace
-
 TEST_F(Overlay, StartsOverTheWholeScreenWithTheInterfaceAlone) {
     const std::string printed = Printed([this] { EXPECT_TRUE(Start()); });
     for (const char* line :
@@ -226,3 +224,5 @@ TEST(FramePath, AllocatesNothing) {
     camera->Stop();
     Pxp().Close();
 }
+
+}  // namespace

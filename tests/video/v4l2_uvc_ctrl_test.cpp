@@ -64,8 +64,6 @@ class UvcCamera : public OnBoard {
     std::unique_ptr<CV4L2_UVCCtrl> camera;
 };
 
-}  // namespace
-
 TEST_F(UvcCamera, ConnectsStreamsAndStops) {
     const std::string printed = Printed([&] {
         Start();
@@ -246,3 +244,5 @@ TEST_F(UvcCamera, ChangesTheResolution) {
     EXPECT_EQ(camera->PopFrameData(), nullptr);
     camera->ReleaseFrameData(nullptr);
 }
+
+}  // namespace

@@ -54,8 +54,6 @@ v4l2_window Window() {
     return window;
 }
 
-}  // namespace
-
 TEST(VideoDevice, OpensByPublishedNameAndCapability) {
     constexpr std::uint32_t kUsable = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
     const std::string opened = "Opened V4L2ID = 12\n";
@@ -322,3 +320,5 @@ TEST(VideoDevice, Controls) {
         EXPECT_EQ(kernel.control_value, c.value_after);
     }
 }
+
+}  // namespace
