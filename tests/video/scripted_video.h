@@ -1,4 +1,5 @@
-// A V4L2 device that does as it is told: one node with a name, answers from plain fields, and faults by ioctl.
+// A V4L2 device that does as it is told: one node with a name, answers from plain fields, faults by ioctl. It prints
+// what it is told.
 #pragma once
 
 #include <linux/videodev2.h>
@@ -20,6 +21,7 @@ class ScriptedVideo final : public FakeKernel {
         Put("/dev/video" + std::to_string(id), "");
         std::filesystem::resize_file(Path("/dev/video" + std::to_string(id)), kBufferStride * (VIDEO_MAX_FRAME + 4));
         on_ioctl = [this](const std::string&, unsigned long request, void* argument) {
+            Print(request, argument);
             return Answer(request, argument);
         };
     }
@@ -28,11 +30,10 @@ class ScriptedVideo final : public FakeKernel {
     std::uint32_t device_capabilities = 0;  // told when not 0
     std::uint32_t granted = 2;
     std::uint32_t buffer_length = 4096;
-    v4l2_pix_format answered_format{};  // answers to VIDIOC_S_FMT; what was asked for while empty
-    v4l2_queryctrl control{};           // the one control there is
-    int control_value = 0;
+    v4l2_queryctrl control{};  // the one control there is, of the value 5
+    std::atomic<int> readable{1};
     int writable = 1;
-    std::atomic<bool> quiet{false};  // answers without recording, and so without allocating
+    std::atomic<bool> quiet{false};  // answers without printing, and so without allocating
     int mappings = 0;
 
     // The `nth` call of `request` and the `times` - 1 after it fail.
@@ -50,7 +51,10 @@ class ScriptedVideo final : public FakeKernel {
         --mappings;
         return FakeKernel::Unmap(address, length);
     }
-    int WaitReadable(int /*fd*/, std::chrono::milliseconds /*timeout*/) override { return 1; }
+    int WaitReadable(int /*fd*/, std::chrono::milliseconds /*timeout*/) override {
+        errno = EIO;
+        return readable;
+    }
     int WaitWritable(int /*fd*/, std::chrono::milliseconds /*timeout*/) override { return writable; }
 
   private:
@@ -67,6 +71,30 @@ class ScriptedVideo final : public FakeKernel {
         return *static_cast<T*>(argument);
     }
 
+    // Prints a call that hands something over, with the numbers that its argument begins with.
+    static void Print(unsigned long request, void* argument) {
+        static constexpr struct {
+            unsigned long request;
+            const char* name;
+            int numbers;
+        } kCalls[] = {{VIDIOC_S_FMT, "format", 1},    {VIDIOC_S_PARM, "rate", 5},  {VIDIOC_S_FBUF, "flags", 2},
+                      {VIDIOC_G_CROP, "old crop", 1}, {VIDIOC_S_CROP, "crop", 5},  {VIDIOC_S_OUTPUT, "output", 1},
+                      {VIDIOC_ENUMOUTPUT, "name", 1}, {VIDIOC_S_CTRL, "set", 2},   {VIDIOC_REQBUFS, "request", 3},
+                      {VIDIOC_QUERYBUF, "buffer", 2}, {VIDIOC_QBUF, "queue", 2},   {VIDIOC_DQBUF, "dequeue", 2},
+                      {VIDIOC_STREAMON, "on", 1},     {VIDIOC_STREAMOFF, "off", 1}};
+        std::string line;
+        const auto append = [&line](const void* numbers, int count) {
+            for (int i = 0; i < count; ++i)
+                line += " " + std::to_string(static_cast<const std::int32_t*>(numbers)[i]);
+        };
+        for (const auto& call : kCalls) {
+            if (call.request != request) continue;
+            append(argument, call.numbers);
+            if (request == VIDIOC_S_FMT) append(&As<v4l2_format>(argument).fmt, 6);
+            std::printf("> %s%s\n", call.name, line.c_str());
+        }
+    }
+
     int Answer(unsigned long request, void* argument) {
         const auto script = m_script.find(request);
         if (script != m_script.end() && --script->second.nth < 1 && script->second.times-- > 0) {
@@ -78,12 +106,17 @@ class ScriptedVideo final : public FakeKernel {
             return -1;
         }
         if (request == VIDIOC_QUERYCTRL) As<v4l2_queryctrl>(argument) = control;
-        if (request == VIDIOC_G_CTRL) As<v4l2_control>(argument).value = control_value;
-        if (request == VIDIOC_S_CTRL) control_value = As<v4l2_control>(argument).value;
-        if (request == VIDIOC_QUERYCAP) TellCapabilities(As<v4l2_capability>(argument));
-        if (request == VIDIOC_G_FMT || request == VIDIOC_S_FMT) {
-            Format(As<v4l2_format>(argument), request == VIDIOC_S_FMT);
+        if (request == VIDIOC_G_CTRL) As<v4l2_control>(argument).value = 5;
+        if (request == VIDIOC_QUERYCAP) {
+            auto& answer = As<v4l2_capability>(argument);
+            answer.device_caps = device_capabilities;
+            answer.capabilities = capabilities | (device_capabilities ? V4L2_CAP_DEVICE_CAPS : 0);
         }
+        if (request == VIDIOC_G_FMT) {
+            auto& format = As<v4l2_format>(argument);
+            format = m_formats.try_emplace(format.type, format).first->second;
+        }
+        if (request == VIDIOC_S_FMT) m_formats[As<v4l2_format>(argument).type] = As<v4l2_format>(argument);
         if (request == VIDIOC_REQBUFS) As<v4l2_requestbuffers>(argument).count = granted;
         if (request == VIDIOC_QUERYBUF || request == VIDIOC_DQBUF) {
             auto& buffer = As<v4l2_buffer>(argument);
@@ -96,21 +129,6 @@ class ScriptedVideo final : public FakeKernel {
         if (request == VIDIOC_G_OUTPUT) As<int>(argument) = 1;
         if (request == VIDIOC_G_FBUF) As<v4l2_framebuffer>(argument).flags = 1;
         return 0;
-    }
-
-    void TellCapabilities(v4l2_capability& answer) const {
-        answer.device_caps = device_capabilities;
-        answer.capabilities = capabilities | (device_capabilities ? V4L2_CAP_DEVICE_CAPS : 0);
-    }
-
-    void Format(v4l2_format& format, bool set) {
-        if (!set) {
-            format = m_formats.try_emplace(format.type, format).first->second;
-            return;
-        }
-        if (format.type != V4L2_BUF_TYPE_VIDEO_OUTPUT_OVERLAY && answered_format.width)
-            format.fmt.pix = answered_format;
-        m_formats[format.type] = format;
     }
 
     std::map<unsigned long, Script> m_script;

@@ -1,8 +1,9 @@
 #include "video/v4l2_mxs_pxp_ctrl.h"
 
-#include <gmock/gmock.h>
-
 #include <algorithm>
+#include <fstream>
+#include <regex>
+#include <sstream>
 
 #include "mwin/windows.h"
 #include "tests/support/allocation_count.h"
@@ -13,193 +14,229 @@
 
 namespace {
 
-constexpr unsigned kFrame = 153600;
-
 CV4L2_MXSPXPCTRL& Pxp() {
     return CV4L2_MXSPXPCTRL::GetInstance();
 }
 
 // A frame whose pixels all differ from their neighbours.
-const char* Frame() {
-    static std::vector<char> frame(kFrame);
+const unsigned char* PixelFrame() {
+    static std::vector<unsigned char> frame(kFrameBytes);
     for (std::size_t i = 0; i < frame.size(); ++i)
-        frame[i] = static_cast<char>(i * 7 + i / 251);
+        frame[i] = static_cast<unsigned char>(i * 7 + i / 251);
     return frame.data();
 }
 
-void Show(unsigned length = kFrame) {
-    Pxp().EnqueuePXPBuf(Frame(), length);
+void Show(unsigned length = kFrameBytes) {
+    Pxp().EnqueuePXPBuf(reinterpret_cast<const char*>(PixelFrame()), length);
 }
 
-class Overlay : public OnBoard {
-  protected:
-    Overlay() {
-        m_screen.xvirtres = 300;  // narrower than 320: the overlay follows it
-        m_screen.yvirtres = 200;
-        scrdev = &m_screen;
+// A screen that is narrower than 320 pixels: the overlay follows it.
+struct NarrowScreen {
+    NarrowScreen() {
+        device.xvirtres = 300;
+        device.yvirtres = 200;
+        scrdev = &device;
     }
-    ~Overlay() override {
-        Run([] { Pxp().Close(); });
-        EXPECT_EQ(board.Kernel().OpenCount(), 0);
-        scrdev = nullptr;
-    }
-    bool Start() {
-        bool started = false;
-        Run([&] { started = Pxp().Start(320, 240); });
-        return started;
-    }
-    board::PixelPipelineState State() { return board.Get(&board::Block::pxp); }
-    std::uint32_t Shown() { return board.Get(&board::Block::video_sequence); }
-
-    MwScreenDevice m_screen{};
+    ~NarrowScreen() { scrdev = nullptr; }
+    MwScreenDevice device{};
 };
 
-TEST_F(Overlay, StartsOverTheWholeScreenWithTheInterfaceAlone) {
-    const std::string printed = Printed([this] { EXPECT_TRUE(Start()); });
-    for (const char* line :
-         {"Overlay w=300, h=200\n", "Crop w=300, h=200\n", "Setout id: 1\n", "PXP overlay 0: flag="}) {
-        EXPECT_EQ(Count(printed, line), 2) << line << printed;  // configured, closed, configured again
-    }
-    EXPECT_EQ(Count(printed, "MXS PXP is opened.\n"), 1);
-    EXPECT_TRUE(Pxp().IsStreaming());
-    EXPECT_EQ(Pxp().GetDispWidth(), 320U);
-    EXPECT_EQ(Pxp().GetDispHeight(), 240U);
-    const board::PixelPipelineState state = State();
-    EXPECT_TRUE(state.streaming && state.overlay && state.chroma_key_enabled);
-    EXPECT_EQ(state.crop.width, 300);
-    EXPECT_EQ(state.crop.height, 200);
-    EXPECT_EQ(state.chroma_key, 0x010101U);
-    EXPECT_EQ(Pxp().GetPxPDispID(), 1);
-    Pxp().ChangeToPXP(true);
-    EXPECT_EQ(Pxp().GetPxPDispID(), 0);
-    board.Kernel().FailIoctl(VIDIOC_G_OUTPUT, 1, EIO);
-    EXPECT_EQ(Pxp().GetPxPDispID(), -1);
-    Pxp().ChangeToPXP(false);
-    EXPECT_EQ(State().output, 1U);
-}
-
-TEST_F(Overlay, ShowsTheZoomWindowOfAFrame) {
-    Show();  // before the start
-    EXPECT_EQ(Shown(), 0U);
-    ASSERT_TRUE(Start());
-    std::uint32_t shown = Shown();  // the empty buffer of the start
-    for (const auto& [width, height] : {std::pair{320U, 240U}, {160, 120}, {128, 96}, {320, 240}}) {
-        Pxp().ZoomStep(static_cast<unsigned short>(width), static_cast<unsigned short>(height));
+// What one session with a scripted device prints, without the addresses of buffers and the line of a trace.
+std::string Session(const std::function<void(support::ScriptedVideo&)>& set_up) {
+    const NarrowScreen screen;
+    support::ScriptedVideo device("PxP", 1);
+    device.granted = 1;
+    set_up(device);
+    const std::string printed = Printed([] {
+        if (!Pxp().Start(320, 240)) return;
+        Pxp().ChangeToPXP(true);
+        EXPECT_LT(Pxp().GetPxPDispID(), 2);
+        for (int i = 0; i < 2; ++i)
+            Pxp().ZoomStep(128, 96);
         Show();
-        std::vector<unsigned char> expected(std::size_t{width} * height * 2);
-        YUYVtoYUV422PZoomoutCen(reinterpret_cast<const unsigned char*>(Frame()), expected.data(), 320, 240, width,
-                                height);
-        EXPECT_EQ(Shown(), ++shown);
-        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), board.Block().video)) << width;
-        EXPECT_EQ(State().source_width, width);
-    }
-    Show(kFrame - 1);
-    Pxp().EnqueuePXPBuf(nullptr, kFrame);
-    // A failed dequeue costs this frame only.
-    board.Kernel().FailIoctl(VIDIOC_DQBUF, 1, EIO);
-    Show();
-    EXPECT_EQ(Shown(), shown);
-    Show();
-    EXPECT_EQ(Shown(), shown + 1);
+        for (int i = 0; i < 4; ++i)
+            Pxp().RotateCW();
+        Pxp().SetScaleTo(8, 4);
+        Pxp().SetScaleTo(1000, 1000);
+        Pxp().Rotate90();
+        Pxp().SetZoomDefault();
+        Pxp().Close();
+    });
+    EXPECT_EQ(device.OpenFiles() + device.mappings, 0);
+    EXPECT_FALSE(Pxp().IsOpened() || Pxp().IsStreaming());
+    return std::regex_replace(printed, std::regex(" Start:[0-9]+ |( 0x[0-9a-f]+(?=\n))"), "");
 }
 
-TEST_F(Overlay, ScalesWithinItsLimits) {
-    ASSERT_TRUE(Start());
-    for (const auto& [width, height, printed] : {std::tuple{8U, 4U, "Zoom to 16x12\n"},
-                                                 {1000U, 1000U, "Zoom to 320x240\n"},
-                                                 {160U, 120U, "Zoom to 160x120\n"}}) {
-        const std::string text = Printed([w = width, h = height] { Pxp().SetScaleTo(w, h); });
-        EXPECT_EQ(text.rfind(printed, 0), 0U) << text;
-    }
-    EXPECT_EQ(State().source_width, 160U);
-    EXPECT_THAT(Printed([] { Pxp().SetZoomDefault(); }), testing::HasSubstr("width:320, height:239\n"));
-    EXPECT_EQ(State().source_width, 320U);
-    Pxp().ZoomStep(160, 120);
-    const int before = board.Kernel().IoctlCount(VIDIOC_S_FMT);
-    Pxp().ZoomStep(160, 120);
-    EXPECT_EQ(board.Kernel().IoctlCount(VIDIOC_S_FMT), before);
-    EXPECT_EQ(Pxp().GetDispWidth(), 160U);
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line + "\n");
+    return lines;
 }
 
-TEST_F(Overlay, TurnsInFourSteps) {
-    EXPECT_FALSE(Pxp().RotateCW());
-    ASSERT_TRUE(Start());
+TEST(OverlayDevice, IsToldEveryStep) {
+    const auto picture = [](const std::string& size) { return "> format 2 " + size + " 1345466932 0 0 0\n"; };  // 422P
+    const auto scaled = [&](int width, int height, const std::string& before, const std::string& window) {
+        const std::string w = std::to_string(width);
+        const std::string h = std::to_string(height);
+        const std::string told = "> format 8 0 0 " + w + " " + std::to_string(height - 1) + " 1 65793\n";
+        return "Zoom to " + w + "x" + h + "\nRect left:0, top:0, " + before + "\nField = 1\nchromakey = 65793\n" +
+               told + "Set Rect left:0, top:0, " + window + "\nSet Field = 1\nSet chromakey = 65793\n" +
+               picture(w + " " + h);
+    };
+    const auto turned = [](int degrees, int hflip, int vflip) {
+        return "> set 134217728 " + std::to_string(degrees) + "\n> set 9963796 " + std::to_string(hflip) +
+               "\n> set 9963797 " + std::to_string(vflip) + "\n";
+    };
+    const auto output = [](const std::string& id) {
+        return "Setout id: " + id + "\n> output " + id + "\n> name " + id + "\nSet output to PxP LCD\n";
+    };
+    const std::string window = "chromakey:0x10101, global_alpha:0xff, field:1, xy(0,0), wh(300x200)\n";
+    const std::string configured = picture("320 240") + "Overlay w=300, h=200\n> format 8 0 0 300 200 1 65793\n" +
+                                   window + window +
+                                   "PXP overlay 0: flag=0x0001\n> flags 0 7\n> set 134217731 1\n"
+                                   "Crop w=300, h=200\n> old crop 8\nGet CROP: xy(0,0) wh(0x0)\n> crop 8 0 0 300 200\n"
+                                   "> old crop 8\nSet CROP: xy(0,0) wh(300x200)\n" +
+                                   output("1");
+    const std::string full = "width:320, height:239";
+    EXPECT_EQ(Session([](auto&) {}),
+              "Opened V4L2ID = 1\n" + configured + "Closing /dev/video1\nOpened V4L2ID = 1\nMXS PXP is opened.\n" +
+                  configured + "> request 1 2 1\n> buffer 0 2\nRequest buffer length:4096\nAdd buf[0]\n" +
+                  "> queue 0 2\n> on 2\nStream(/dev/video1) enabled.\n" + output("0") +
+                  scaled(128, 96, "width:300, height:200", "width:128, height:95") + "> dequeue 0 2\n> queue 0 2\n" +
+                  turned(0, 1, 0) + turned(180, 0, 0) + turned(0, 0, 1) + turned(0, 0, 0) +
+                  scaled(16, 12, "width:128, height:95", "width:16, height:11") +
+                  scaled(320, 240, "width:16, height:11", full) + "> set 134217728 90\n" +
+                  scaled(320, 240, full, full) +
+                  "> queue 0 2\n> off 2\nClear buf[0]\nStream(/dev/video1) disabled.\nClosing /dev/video1\n");
+}
+
+// A session in which a call is refused: the lines that the others do not have, and how many of theirs are missing.
+TEST(OverlayDevice, SaysWhatIsRefused) {
+    constexpr int kRest = -1;  // it did not start
+    const std::string error = "Error opening device /dev/video1: ";
+    const std::string other =
+        "chromakey:0x0000, global_alpha:0x0, field:0, xy(0,0), wh(0x0)\n"
+        "Device(/dev/video1) Error: SetOutput_Overlay\n";
+    const std::string request = "> request 1 2 1\n";
+    const std::string no_buffers = "Unable to allocate buffers: 16.\n";
+    const std::string no_answer = "Unable to query buffer (16).\nNo buffer have been requested\n";
+    const std::string stopped = "> off 2\nStream(/dev/video1) disabled.\n";
     const struct {
-        PXPRotateType type;
-        unsigned degrees;
-        bool hflip, vflip;
-    } steps[] = {{PXP_ROTATE_HFlip, 0, true, false},
-                 {PXP_ROTATE_180, 180, false, false},
-                 {PXP_ROTATE_VFlip, 0, false, true},
-                 {PXP_ROTATE_Orig, 0, false, false}};
-    for (const auto& step : steps) {
-        EXPECT_TRUE(Pxp().RotateCW());
-        EXPECT_EQ(Pxp().GetRotate(), step.type);
-        EXPECT_EQ(State().rotation, step.degrees) << step.type;
-        EXPECT_EQ(State().hflip, step.hflip) << step.type;
-        EXPECT_EQ(State().vflip, step.vflip) << step.type;
+        unsigned long refused;
+        int nth;
+        std::string more;
+        int fewer;
+        int times = 1, error = EBUSY;
+    } cases[] = {
+        {VIDIOC_G_FMT, 1, "get format failed\n", 1},
+        {VIDIOC_S_FMT, 1, "Unable to set format: 16.\n", 0},
+        {VIDIOC_G_FMT, 2, error + "unable to VIDIOC_G_FMT.\n", 3},
+        {VIDIOC_S_FMT, 2, error + "unable to VIDIOC_S_FMT.\n" + other, 1},
+        {VIDIOC_G_FMT, 3, other, 1},
+        {VIDIOC_G_FBUF, 1, error + "VIDIOC_G_FBUF.\n", 3},
+        {VIDIOC_S_FBUF, 1, error + "VIDIOC_S_FBUF.\n", 1},
+        {VIDIOC_G_CROP, 1, error + "unable to VIDIOC_G_CROP.\n", 1},
+        {VIDIOC_S_CROP, 1, error + "unable to VIDIOC_G_CROP.\n", 2},
+        {VIDIOC_S_OUTPUT, 1, error + "unable to VIDIOC_S_OUTPUT.\n", 0},
+        {VIDIOC_ENUMOUTPUT, 1, error + "unable to VIDIOC_ENUMOUTPUT.\nSet output to \n", 1},
+        {VIDIOC_REQBUFS, 1, no_buffers + request + stopped, 0},
+        {VIDIOC_REQBUFS, 1,
+         no_buffers + request + no_buffers + stopped + request + no_buffers + stopped + request + no_buffers, kRest, 4},
+        {VIDIOC_QUERYBUF, 1, no_answer + request + "> buffer 0 2\n" + stopped, 0},
+        {VIDIOC_QBUF, 1, "Unable to queue buffer (16).\n", 0},
+        {VIDIOC_STREAMON, 1, "Unable to start capture: 16.\n", kRest},
+        {VIDIOC_G_OUTPUT, 1, error + "unable to VIDIOC_S_OUTPUT.\n", 0},
+        {VIDIOC_G_FMT, 7, "get format failed\n", 7},
+        {VIDIOC_S_FMT, 5, "Unable to set format: 16.\nRect left:0, top:0, width:300, height:200\n", 4},
+        {VIDIOC_S_FMT, 6, "Unable to set format: 16.\n", 0},
+        {VIDIOC_DQBUF, 1, "Device(/dev/video1) Unable to dequeue buffer (16-Device or resource busy).\n", 1},
+        {VIDIOC_DQBUF, 1, "No data in buffer\n", 1, 1, EAGAIN},
+        {VIDIOC_QBUF, 2, "Device(/dev/video1) Unable to requeue buffer (16).\n", 0},
+        {VIDIOC_S_CTRL, 3, "", 0},
+        {VIDIOC_STREAMOFF, 1, "Unable to stop capture: 16.\n", 0},
+    };
+    const std::vector<std::string> smooth = Lines(Session([](auto&) {}));
+    for (const auto& c : cases) {
+        std::vector<std::string> missing = smooth;
+        std::string more;
+        const auto refuse = [&](auto& device) { device.Fail(c.refused, c.nth, c.error, c.times); };
+        for (const std::string& line : Lines(Session(refuse))) {
+            const auto same = std::find(missing.begin(), missing.end(), line);
+            if (same == missing.end()) more += line;
+            if (same != missing.end()) missing.erase(same);
+        }
+        EXPECT_EQ(more, c.more) << "row " << &c - cases;
+        EXPECT_EQ(static_cast<int>(missing.size()) < 50 ? static_cast<int>(missing.size()) : kRest, c.fewer)
+            << "row " << &c - cases << testing::PrintToString(missing);
     }
-    for (int step = 0; step < 4; ++step) {  // a refused control counts as turned all the same
-        board.Kernel().FailIoctl(VIDIOC_S_CTRL, 1 + step % 3, EIO);
-        EXPECT_FALSE(Pxp().RotateCW());
-    }
-    EXPECT_EQ(Pxp().GetRotate(), PXP_ROTATE_Orig);
-    Pxp().Rotate90();
-    EXPECT_EQ(State().rotation, 90U);
 }
 
-TEST_F(Overlay, SurvivesEveryFault) {
+TEST(OverlayDevice, SurvivesEveryFault) {
+    const std::string smooth = Session([](auto&) {});
     for (const unsigned long request :
          {VIDIOC_QUERYCAP, VIDIOC_G_FMT, VIDIOC_S_FMT, VIDIOC_G_FBUF, VIDIOC_S_FBUF, VIDIOC_G_CROP, VIDIOC_S_CROP,
           VIDIOC_S_OUTPUT, VIDIOC_ENUMOUTPUT, VIDIOC_REQBUFS, VIDIOC_QUERYBUF, VIDIOC_QBUF, VIDIOC_STREAMON,
-          VIDIOC_S_CTRL, VIDIOC_DQBUF}) {
-        for (int nth = 1; nth <= 3; ++nth) {
-            SCOPED_TRACE(testing::Message() << request << " call " << nth);
-            board.Kernel().FailIoctl(request, nth, EIO);
-            const bool started = Start();
-            EXPECT_EQ(started, Pxp().IsStreaming());
-            EXPECT_EQ(started, Pxp().IsOpened());
-            Run([&] {
-                for (int i = 0; i < 3; ++i)
-                    Show();
-                Pxp().Close();
-            });
-            EXPECT_EQ(board.Kernel().OpenCount(), 0);
+          VIDIOC_S_CTRL, VIDIOC_DQBUF, VIDIOC_STREAMOFF}) {
+        for (int nth = 1; nth <= 4; ++nth) {
+            for (const int times : {1, 99})
+                Session([&](auto& device) { device.Fail(request, nth, EIO, times); });
         }
     }
-    EXPECT_TRUE(Start());
+    const std::string refused = "CreateNew:33 Error: Map(Invalid argument)\n";
+    for (const auto& [granted, length, error] :
+         {std::tuple{0U, 4096U, std::string()}, {1U, 0U, refused}, {1U, 0xFFFFF000U, refused}}) {
+        const std::string printed = Session([g = granted, l = length](auto& device) {
+            device.granted = g;
+            device.buffer_length = l;
+        });
+        EXPECT_EQ(Count(printed, error + "No buffer have been requested\n"), 4);
+    }
+    EXPECT_EQ(Session([](auto&) {}), smooth);
 }
 
-TEST(OverlayDevice, NeitherWaitsForeverNorWritesBeyondItsBuffer) {
-    support::ScriptedVideo device("PxP", 1);
-    device.buffer_length = 64 * 1024;
-    device.granted = 1;
-    ASSERT_TRUE(Pxp().Start(320, 240));
-    const auto dequeued = [&] {
-        const auto calls = device.Ioctls();
-        return std::count_if(calls.begin(), calls.end(), [](const auto& call) { return call.request == VIDIOC_DQBUF; });
-    };
-    const auto is_written = [&] { return device.Get("/dev/video1").substr(0, 64) != std::string(64, '\0'); };
-    for (const int writable : {0, -1, 1}) {
-        device.writable = writable;
-        Show();
-        EXPECT_EQ(dequeued(), writable == 1 ? 1 : 0) << writable;
-        EXPECT_FALSE(is_written());
+// Neither waiting for ever nor writing beyond its buffer.
+TEST(OverlayDevice, ShowsTheZoomWindowOfAFrame) {
+    for (const int room : {kFrameBytes, 65536}) {
+        support::ScriptedVideo device("PxP", 1);
+        device.granted = 1;
+        device.buffer_length = static_cast<unsigned>(room);
+        const auto shown = [&device] {
+            std::vector<unsigned char> bytes(kFrameBytes);
+            std::ifstream(device.Path("/dev/video1")).read(reinterpret_cast<char*>(bytes.data()), kFrameBytes);
+            return bytes;
+        };
+        const std::string printed = Printed([&] {
+            Show();  // before the start
+            EXPECT_FALSE(Pxp().RotateCW());
+            EXPECT_TRUE(Pxp().Start(320, 240));
+            std::vector<unsigned char> expected(kFrameBytes);
+            for (const auto& [width, height] : {std::pair<int, int>{320, 240}, {160, 120}, {128, 96}}) {
+                Pxp().ZoomStep(static_cast<unsigned short>(width), static_cast<unsigned short>(height));
+                EXPECT_EQ(Pxp().GetDispWidth() * Pxp().GetDispHeight(), width * height);
+                for (const int writable : {0, -1, 1}) {
+                    device.writable = writable;
+                    Show(kFrameBytes - 1);
+                    Pxp().EnqueuePXPBuf(nullptr, kFrameBytes);
+                    EXPECT_EQ(shown(), expected);
+                    Show();
+                }
+                if (width * height * 2 <= room)
+                    YUYVtoYUV422PZoomoutCen(PixelFrame(), expected.data(), 320, 240, width, height);
+                EXPECT_TRUE(shown() == expected) << width << " of " << room;
+            }
+            Pxp().Close();
+        });
+        EXPECT_EQ(Count(printed, "> dequeue 0 2\n> queue 0 2\n"), 3);
     }
-    Pxp().ZoomStep(128, 96);  // this one fits
-    Show();
-    EXPECT_TRUE(is_written());
-    Pxp().Close();
-    EXPECT_EQ(device.mappings, 0);
 }
 
 // From the driver's buffer through the queue into the overlay's buffer.
 TEST(FramePath, AllocatesNothing) {
     support::ScriptedVideo device("PxP Camera", 0);
-    device.buffer_length = kFrame;
+    device.buffer_length = kFrameBytes;
     const std::unique_ptr<CV4L2_UVCCtrl> camera(CV4L2_UVCCtrl::CreateNew(320, 240, 30, V4L2_PIX_FMT_YUYV));
-    ASSERT_TRUE(Pxp().Start(320, 240));
-    ASSERT_TRUE(camera->Start());
     const auto show = [&](int frames) {
         while (frames > 0) {
             CDoubleBufferData* slot = camera->PopFrameData();
@@ -214,15 +251,23 @@ TEST(FramePath, AllocatesNothing) {
             --frames;
         }
     };
-    show(3);
-    device.quiet = true;
-    show(3);
-    const long before = support::AllocationCount();
-    show(100);
-    EXPECT_EQ(support::AllocationCount() - before, 0);
-    device.quiet = false;
-    camera->Stop();
-    Pxp().Close();
+    const std::string printed = Printed([&] {
+        ASSERT_TRUE(Pxp().Start(320, 240));
+        ASSERT_TRUE(camera->Start());
+        show(3);
+        device.quiet = true;
+        show(3);
+        const long before = support::AllocationCount();
+        show(100);
+        EXPECT_EQ(support::AllocationCount() - before, 0);
+        device.quiet = false;
+        device.readable = -1;  // and a camera that cannot be waited for is connected anew
+        while (camera->GetUVCStatus() == UVC_STATUS_STREAMING)
+            std::this_thread::yield();
+        camera->Stop();
+        Pxp().Close();
+    });
+    EXPECT_EQ(Count(printed.substr(0, printed.find("_STREAMING to UVC_STATUS_DISCONNECTED\n")), "Error(5): "), 1);
 }
 
 }  // namespace
