@@ -101,10 +101,8 @@ class ScriptedVideo final : public FakeKernel {
             errno = script->second.error;
             return -1;
         }
-        if (request == VIDIOC_QUERYCTRL && As<v4l2_queryctrl>(argument).id != control.id) {
-            errno = EINVAL;
-            return -1;
-        }
+        errno = EINVAL;
+        if (request == VIDIOC_QUERYCTRL && As<v4l2_queryctrl>(argument).id != control.id) return -1;
         if (request == VIDIOC_QUERYCTRL) As<v4l2_queryctrl>(argument) = control;
         if (request == VIDIOC_G_CTRL) As<v4l2_control>(argument).value = 5;
         if (request == VIDIOC_QUERYCAP) {

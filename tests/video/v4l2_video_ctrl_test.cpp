@@ -106,11 +106,11 @@ TEST(VideoDevice, Controls) {
     }
 }
 
-// What the program never does: starting twice, and a buffer's index twice.
-TEST(VideoDevice, StartedTwice) {
+// More buffers than there may be; what the program never does, starting twice and a buffer's index twice.
+TEST(VideoDevice, TakesNoMoreBuffersThanThereMayBe) {
     struct Device : CV4L2_VideoCtrl {
-        Device() : CV4L2_VideoCtrl(V4L2_CAP_VIDEO_CAPTURE) { Open("Camera", false); }
-        void Twice() {
+        Device() : CV4L2_VideoCtrl(V4L2_CAP_VIDEO_CAPTURE) {
+            Open("Camera", false);
             for (int i = 0; i < 2; ++i)
                 EXPECT_TRUE(EnableStream(V4L2_BUF_TYPE_VIDEO_CAPTURE, 1));
             AddStreamBufferList(0, CV4LMMAPDATABUF::CreateNew(m_nV4L2_fd, 4096, 0));
@@ -118,9 +118,8 @@ TEST(VideoDevice, StartedTwice) {
     };
     ScriptedVideo kernel;
     kernel.granted = 1000000;
-    const std::string printed = Printed([&] { Device().Twice(); });
+    const std::string printed = Printed([] { Device(); });
     EXPECT_EQ(Count(printed, "Add buf["), VIDEO_MAX_FRAME + 1);
-    EXPECT_EQ(Count(printed, "Clear buf["), VIDEO_MAX_FRAME + 1);
     EXPECT_EQ(Count(printed, "Stream already started\nClear buf[0]"), 1);
     EXPECT_EQ(kernel.mappings, 0);
 }
