@@ -30,20 +30,12 @@ void Show(unsigned length = kFrameBytes) {
     Pxp().EnqueuePXPBuf(reinterpret_cast<const char*>(PixelFrame()), length);
 }
 
-// A screen that is narrower than 320 pixels: the overlay follows it.
-struct NarrowScreen {
-    NarrowScreen() {
-        device.xvirtres = 300;
-        device.yvirtres = 200;
-        scrdev = &device;
-    }
-    ~NarrowScreen() { scrdev = nullptr; }
-    MwScreenDevice device{};
-};
-
 // What one session with a scripted device prints, without the addresses of buffers and the line of a trace.
 std::string Session(const std::function<void(support::ScriptedVideo&)>& set_up) {
-    const NarrowScreen screen;
+    MwScreenDevice screen{};
+    screen.xvirtres = 300;  // narrower than 320: the overlay follows it
+    screen.yvirtres = 200;
+    scrdev = &screen;
     support::ScriptedVideo device("PxP", 1);
     device.granted = 1;
     set_up(device);
@@ -64,6 +56,7 @@ std::string Session(const std::function<void(support::ScriptedVideo&)>& set_up) 
         Pxp().SetZoomDefault();
         Pxp().Close();
     });
+    scrdev = nullptr;
     EXPECT_EQ(device.OpenFiles() + device.mappings, 0);
     EXPECT_FALSE(Pxp().IsOpened() || Pxp().IsStreaming() || Pxp().GetRotate() != PXP_ROTATE_Orig);
     return std::regex_replace(printed, std::regex(" Start:[0-9]+ |( 0x[0-9a-f]+(?=\n))"), "");
