@@ -91,7 +91,7 @@ TEST(DoubleBuffer, ShortWaitsEndAtOnceAndLongOnesWithAFrameOrACall) {
     for (const bool call : {false, true}) {
         std::atomic<bool> woken{false};
         std::thread consumer([&] {
-            EXPECT_EQ(queue->WaitNewData(600000), 0);
+            EXPECT_EQ(queue->WaitNewData(20000), 0);
             woken = true;
         });
         while (!woken) {
