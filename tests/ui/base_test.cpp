@@ -182,8 +182,7 @@ TEST_F(MessageTest, PowerOffDuringAWarningIsActedOnOnce) {
     const std::string command = "/usr/varno/mwsplash /usr/varno/img/bye.png";
     for (int i = 0; i < 2; ++i) {
         kernel.Put("/sys/power/poweroff_state", "1\n");
-        for (int second = 0; second < 2; ++second)
-            clock.WhenIdle([&] { clock.Advance(1000); });
+        clock.WhenIdle([&] { clock.Advance(1000); });
         clock.WhenIdle([&] { keys.Type(VK_F1); });
         EXPECT_EQ(Warn(WARNBOX_NoFiles), 6);
         EXPECT_EQ(Printed().find("Run " + command + ",0\nSetPowerOffStatus\n") != std::string::npos, i == 0);

@@ -158,7 +158,7 @@ TEST_F(RecModeTest, BlinksAndCountsWhileRecording) {
 
 class BatteryTest : public UiTest {
   protected:
-    // Is the battery drawn in that colour, with so many columns of charge?
+    // Is the battery drawn in that colour, red or green, with so many columns of charge?
     bool Draws(std::uint32_t ink, int columns) const {
         for (int y = 0; y < 11; ++y) {
             for (int x = 0; x < 21; ++x) {
@@ -169,9 +169,6 @@ class BatteryTest : public UiTest {
         }
         return true;
     }
-
-    static constexpr std::uint32_t kGreenPixel = 0xFF00FF00;
-    static constexpr std::uint32_t kRedPixel = 0xFFFF0000;
 };
 
 TEST_F(BatteryTest, EveryChargeIsDrawnToThePixel) {
@@ -184,7 +181,7 @@ TEST_F(BatteryTest, EveryChargeIsDrawnToThePixel) {
         battery->RefreshPercent(percent);
         FlushNow();
         const int low = percent > 19 ? 5 : percent > 15 ? 3 : 2;
-        EXPECT_TRUE(Draws(kRedPixel, percent > 80 ? 11 : percent > 60 ? 9 : percent > 40 ? 7 : low)) << percent;
+        EXPECT_TRUE(Draws(0xFFFF0000, percent > 80 ? 11 : percent > 60 ? 9 : percent > 40 ? 7 : low)) << percent;
         const int updated = screen.updated_pixels;
         battery->SetBatteryColor(0xFF0000FF);
         battery->SetPowerColor(0xFF0000FF);
@@ -217,7 +214,7 @@ TEST_F(BatteryTest, BlinksWhenLowAndSwitchesOffWhenEmpty) {
         icon->Show(SW_SHOW);
         for (const bool shown : {true, !c.low, true}) {
             Pass(2000);
-            EXPECT_EQ(Draws(c.low ? kRedPixel : kGreenPixel, c.columns), shown);
+            EXPECT_EQ(Draws(c.low ? 0xFFFF0000 : 0xFF00FF00, c.columns), shown);
             EXPECT_EQ(21 * 6 - Count({294, 17, 315, 23}, kKeyPixel) > 30, c.charger) << "the plug";
         }
         EXPECT_EQ(Printed().find("Voltage is too low!power off\nSetPowerOffStatus\n") != std::string::npos, c.off);

@@ -44,13 +44,8 @@ class MediaBrowser : public UiTest {
     }
     // Runs the browser until `session` has returned and F1 was pressed.
     void Browse(MEDIA_TYPE type, const std::function<void()>& session) {
-        const std::unique_ptr<CVarnoUIDlgMediaExplore> dialog(
-            CVarnoUIDlgMediaExplore::CreateNew(Instance(), parent, type));
-        clock.WhenIdle([&] {
-            session();
-            Press(VK_F1);
-        });
-        EXPECT_EQ(dialog->DoModel(), CVarnoUIDlgMediaExplore::kUserLeft);
+        clock.WhenIdle(session);
+        EXPECT_EQ(Run<CVarnoUIDlgMediaExplore>({VK_F1}, type), CVarnoUIDlgMediaExplore::kUserLeft);
     }
     void Press(int key) {
         keys.Type(key);
@@ -97,20 +92,29 @@ TEST_F(MediaBrowser, KeysWalkOverThePages) {
                 const unsigned from = std::exchange(item, MovedItem(item, total, move));
                 turns += move == ExplorerMove::Down && from / 6 != item / 6 ? 1 : 0;
             }
-            int name = 0;
-            clock.WhenIdle([&] {
-                name = Count({0, 110, 320, 130}, kWhitePixel);
-                keys.Type(VK_F1);
-            });
-            Press(VK_RETURN);
-            EXPECT_EQ(name > 0, total > 0) << "of a photo that cannot be shown";
-            clock.DropSteps();
         });
         const std::string printed = Printed();
         EXPECT_THAT(printed, HasSubstr("FileExplorer state FILE_EXP_WAIT_ALL_FILE to FILE_EXP_LOAD_ALL_FILE\n"
                                        "FileExplorer state FILE_EXP_LOAD_ALL_FILE to FILE_EXP_REFRESH_LISTBOX\n"));
         EXPECT_EQ(std::count(printed.begin(), printed.end(), '+'), 2 * turns);
     }
+}
+
+TEST_F(MediaBrowser, TheOnlyPhotoIsNamedThoughBrokenAndClosesTheBrowserWhenDeleted) {
+    PutPhotos(1);
+    kernel.on_system = [this](const std::string&) {
+        PutPhotos(0);
+        return 0;
+    };
+    clock.WhenIdle([&] {
+        Pass(300);
+        keys.Type(VK_RETURN);
+    });
+    clock.WhenIdle([&] {
+        FlushNow();
+        EXPECT_GT(Count({0, 110, 320, 130}, kWhitePixel), 0) << "its name";
+    });
+    EXPECT_EQ(Run<CVarnoUIDlgMediaExplore>({VK_F1, VK_F2, VK_RETURN, VK_F1}, Media_Photo), 8);
 }
 
 TEST_F(MediaBrowser, ListsOrdinaryFilesOfTheChosenKind) {

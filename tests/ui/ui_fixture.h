@@ -91,11 +91,11 @@ class UiTest : public mwin_test::WindowSystemTest {
         mwin::FlushScreen();
     }
     // Runs a dialog to its end; each key is pressed when there is nothing else to do. Its result.
-    template <class Dialog>
-    int Run(const std::vector<int>& pressed) {
+    template <class Dialog, class... More>
+    int Run(const std::vector<int>& pressed, More... more) {
         for (const int key : pressed)
             clock.WhenIdle([this, key] { keys.Type(key); });
-        const std::unique_ptr<CVarnoUIDialog> dialog(Dialog::CreateNew(Instance(), parent));
+        const std::unique_ptr<CVarnoUIDialog> dialog(Dialog::CreateNew(Instance(), parent, more...));
         const int result = dialog->DoModel();
         clock.DropSteps();
         RunUntilIdle();
