@@ -79,13 +79,14 @@ void EraseIfPending(const WindowPtr& window) {
 
 void UpdateTree(const WindowPtr& window) {
     ForEach(window, [](const WindowPtr& w) {
-        if (!w->gone && !w->update.IsEmpty()) PaintPending(w);
+        if (!w->gone && w->painting == 0 && !w->update.IsEmpty()) PaintPending(w);
     });
 }
 
 WindowPtr NextInTree(const WindowPtr& window) {
     if (!window->HasStyle(WS_VISIBLE) || window->dying) return nullptr;
-    if (!window->update.IsEmpty()) {
+    // One whose handler runs is validated when that returns, not painted again by a loop inside it.
+    if (window->painting == 0 && !window->update.IsEmpty()) {
         if (!PendingOnScreen(*window).IsEmpty()) return window;
         window->update.Clear();
         window->erase_pending = false;
@@ -121,8 +122,10 @@ WindowPtr NextToPaint(HWND within) {
 void PaintPending(const WindowPtr& window) {
     if (window->dying) return;
     ++painter().depth;
+    ++window->painting;
     EraseIfPending(window);
     CallProcedure(window, WM_PAINT, 0, 0);
+    --window->painting;
     --painter().depth;
     window->update.Clear();
     window->erase_pending = false;

@@ -55,6 +55,7 @@ struct Window {
     bool erase_pending = false;
     bool erase_unanswered = false;  // the last erase message was answered with 0
     int erasing = 0;                // erase handlers running
+    int painting = 0;               // erase and paint handlers running for its update region
     bool dying = false;  // it or an ancestor is being destroyed: no paint, timer, key or posted message any more
     bool being_destroyed = false;  // DestroyWindow has reached it
     bool told_destroy = false;     // WM_DESTROY was delivered

@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-
 #include "tests/mwin/probe_window.h"
 
 namespace mwin_test {
@@ -30,8 +28,14 @@ struct Dialog {
     }
 };
 
-// A script that answers the dialog-code question and does something at each key-down.
-Handler OnKey(const std::function<void(HWND, int)>& action, LRESULT code = 137) {
+using KeyAction = std::function<void(HWND, int)>;
+
+void EndWithKey(HWND dialog, int key) {
+    EndDialog(dialog, key);
+}
+
+// A script that answers the dialog-code question and does something at each key-down, or with 1000 and a command.
+Handler OnKey(const KeyAction& action = EndWithKey, LRESULT code = 137) {
     return [=](HWND w, UINT message, WPARAM wparam, LPARAM) -> LRESULT {
         if (message == WM_GETDLGCODE) return code;
         if (message == WM_KEYDOWN) action(w, static_cast<int>(wparam));
@@ -40,22 +44,16 @@ Handler OnKey(const std::function<void(HWND, int)>& action, LRESULT code = 137) 
     };
 }
 
-// Ends with the key as result, or with 1000 and the command.
-Handler EndsWithKey(LRESULT code = 137) {
-    return OnKey([](HWND w, int key) { EndDialog(w, key); }, code);
-}
-
 class DialogTest : public WindowSystemTest {
   protected:
     DialogTest() {
-        ResetProbes();
         g_watched = {{WM_INITDIALOG, "init"}, {WM_DESTROY, "destroy"}, {WM_KEYDOWN, "keydown"}, {WM_COMMAND, "command"},
                      {WM_CHAR, "char"},       {WM_QUIT, "quit"},       {WM_ENTERIDLE, "idle"}};
-        helper = CreateProbe("helper", nullptr, {0, 0, 1, 1}, WS_POPUP);
+        TakeLog();
     }
     // Does something from a message handler, when there is nothing else to do.
     void WhenIdle(const std::function<void()>& task) {
-        clock.WhenIdle([this, task] {
+        clock.steps.emplace_back([this, task] {
             g_handlers[helper] = On(WM_USER, [task](HWND) { task(); });
             PostMessage(helper, WM_USER, 0, 0);
         });
@@ -70,23 +68,23 @@ class DialogTest : public WindowSystemTest {
         WhenIdle([&dialog, result] { EndDialog(dialog.window, result); });
     }
 
-    HWND helper = nullptr;
+    HWND helper = CreateProbe("helper", nullptr, {0, 0, 1, 1}, WS_POPUP);
 };
 
 TEST_F(DialogTest, IsAFullScreenWindowWithTheFocus) {
-    CreateProbe("main", nullptr, {0, 0, 320, 240}, WS_POPUP | WS_VISIBLE, RGB(255, 0, 0));
+    CreateProbe("main", nullptr, {0, 0, 320, 240}, WS_POPUP | WS_VISIBLE, kRed);
     Dialog dialog{"d", [this](HWND w, UINT message, WPARAM wparam, LPARAM) -> LRESULT {
                       const RECT all{0, 0, 320, 240};
-                      if (message == WM_ERASEBKGND) FastFillRect(reinterpret_cast<HDC>(wparam), &all, RGB(0, 255, 0));
+                      if (message == WM_ERASEBKGND) FastFillRect(reinterpret_cast<HDC>(wparam), &all, kGreen);
                       if (message != WM_INITDIALOG) return 0;
                       EXPECT_FALSE(IsWindowVisible(w));
                       SetFocus(CreateProbe("child", w, {0, 0, 9, 9}));
                       WhenIdle([this, w] {
                           RECT r{};
                           GetWindowRect(w, &r);
-                          EXPECT_THAT(Edges(r), ElementsAre(0, 0, 320, 240));
+                          EXPECT_EQ(Edges(r), "{ 0, 0, 320, 240 }");
                           EXPECT_TRUE(IsWindowVisible(w));
-                          EXPECT_EQ(screen.At(160, 120), 0xFF00FF00U);
+                          EXPECT_EQ(At(160, 120), kGreenPixel);
                           EXPECT_EQ(GetFocus(), w);
                           EXPECT_EQ(GetActiveWindow(), w);
                           EndDialog(w, 5);
@@ -97,7 +95,7 @@ TEST_F(DialogTest, IsAFullScreenWindowWithTheFocus) {
     EXPECT_THAT(TakeLog(), ElementsAre("d:init", "d:destroy", "child:destroy"));
     EXPECT_FALSE(IsWindow(dialog.window));
     RunUntilIdle();
-    EXPECT_EQ(screen.At(160, 120), 0xFFFF0000U) << "what it covered";
+    EXPECT_EQ(At(160, 120), kRedPixel) << "what it covered";
     EXPECT_EQ(DialogBoxParam(nullptr, nullptr, nullptr, nullptr, 0), -1);
 }
 
@@ -109,7 +107,7 @@ TEST_F(DialogTest, KeysAreEitherKeyDownsOrCommands) {
                  {5, VK_RETURN, VK_RETURN},   {5, VK_LEFT, VK_LEFT},          {0, VK_UP, VK_UP},
                  {0, VK_RETURN, 1000 + IDOK}, {0, VK_ESCAPE, 1000 + IDCANCEL}};
     for (const auto& c : cases) {
-        Dialog dialog{"d", EndsWithKey(c.code)};
+        Dialog dialog{"d", OnKey(EndWithKey, c.code)};
         TypeWhenIdle(c.key);
         TakeLog();
         EXPECT_EQ(dialog.Run(), c.result) << c.code << ' ' << c.key;
@@ -129,7 +127,7 @@ TEST_F(DialogTest, AControlGetsTheKeysItWantsAndTheDialogTheOthers) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.code << ' ' << c.key);
         int child_keys = 0;
-        Dialog dialog{"d", EndsWithKey()};
+        Dialog dialog{"d", OnKey()};
         WhenIdle([&] {
             HWND child = CreateProbe("child", dialog.window, {0, 0, 9, 9});
             g_handlers[child] = OnKey([&](HWND, int) { ++child_keys; }, c.code);
@@ -139,7 +137,7 @@ TEST_F(DialogTest, AControlGetsTheKeysItWantsAndTheDialogTheOthers) {
         EndWhenIdle(dialog, -5);
         EXPECT_EQ(dialog.Run(), c.wants ? -5 : c.key);
         EXPECT_EQ(child_keys, c.wants ? 1 : 0);
-        clock.DropSteps();
+        clock.steps.clear();
     }
 }
 
@@ -148,7 +146,7 @@ TEST_F(DialogTest, TheParentIsDisabledAndTheFormerFocusComesBack) {
     HWND child = CreateProbe("child", main, {0, 0, 9, 9});
     for (HWND parent : {main, child, static_cast<HWND>(nullptr), GetDesktopWindow()}) {
         SetFocus(child);
-        Dialog dialog{"d", EndsWithKey()};
+        Dialog dialog{"d", OnKey()};
         WhenIdle([&] {
             EXPECT_EQ(IsWindowEnabled(main) != FALSE, parent == nullptr || parent == GetDesktopWindow());
             EXPECT_TRUE(IsWindowEnabled(GetDesktopWindow()));
@@ -185,7 +183,7 @@ TEST_F(DialogTest, EndingAnOuterDialogUnwindsTheInnerOnes) {
 }
 
 TEST_F(DialogTest, AQuitMessagePostedToAClosingDialogDiesWithIt) {
-    Dialog note{"note", EndsWithKey()};
+    Dialog note{"note", OnKey()};
     Dialog inner{"inner", On(WM_USER, [&](HWND w) {
                      EndDialog(w, 6);
                      PostMessage(w, WM_QUIT, 0, 0);
@@ -200,38 +198,42 @@ TEST_F(DialogTest, AQuitMessagePostedToAClosingDialogDiesWithIt) {
 }
 
 TEST_F(DialogTest, PostQuitMessageEndsTheMainLoopAndUnwindsTheInner) {
-    Dialog inner{"inner", OnKey([](HWND w, int) { DestroyWindow(GetWindow(w, GW_OWNER)); })};
-    Dialog main{"main", [&](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
-                    if (message == WM_USER) inner.Run(w);
-                    if (message != WM_DESTROY) return 0;
-                    EXPECT_TRUE(IsWindowVisible(w));
-                    SetWindowLong(w, 8, 0);
-                    PostQuitMessage(0);
-                    return 0;
-                }};
-    TellWhenIdle(main, WM_USER);
-    TypeWhenIdle(VK_F1);
-    EXPECT_EQ(main.Run(), 0);
-    EXPECT_THAT(TakeLog(), ElementsAre("main:init", "inner:init", "inner:keydown", "main:destroy", "inner:destroy"));
-    TypeWhenIdle(VK_F1);
-    Dialog next{"next", EndsWithKey()};
-    EXPECT_EQ(next.Run(), VK_F1) << "the quit request outlived the main loop";
+    for (const bool destroys : {true, false}) {
+        Dialog inner{"inner", OnKey([&](HWND w, int) {
+                         if (destroys) DestroyWindow(GetWindow(w, GW_OWNER));
+                         PostQuitMessage(0);
+                     })};
+        Dialog main{"main", [&](HWND w, UINT message, WPARAM, LPARAM) -> LRESULT {
+                        if (message == WM_USER) inner.Run(w);
+                        if (message != WM_DESTROY) return 0;
+                        EXPECT_TRUE(IsWindowVisible(w));
+                        SetWindowLong(w, 8, 0);
+                        return 0;
+                    }};
+        TellWhenIdle(main, WM_USER);
+        TypeWhenIdle(VK_F1);
+        EXPECT_EQ(main.Run(), 0);
+        EXPECT_EQ(TakeLog(),
+                  (destroys ? Log{"main:init", "inner:init", "inner:keydown", "main:destroy", "inner:destroy"}
+                            : Log{"main:init", "inner:init", "inner:keydown", "inner:destroy", "main:destroy"}));
+        TypeWhenIdle(VK_F1);
+        Dialog next{"next", OnKey()};
+        EXPECT_EQ(next.Run(), VK_F1) << "the quit request outlived the main loop";
+        TakeLog();
+    }
 }
 
-TEST_F(DialogTest, EndingDuringInitialisation) {
+TEST_F(DialogTest, EndingDuringInitialisationAndByTheDefaultProcedure) {
     Dialog ending{"d", On(WM_INITDIALOG, [](HWND w) { EndDialog(w, 4); })};
     EXPECT_EQ(ending.Run(), 4);
     Dialog destroying{"d", On(WM_INITDIALOG, [](HWND w) { DestroyWindow(w); })};
     EXPECT_EQ(destroying.Run(), 0);
-}
-
-TEST_F(DialogTest, CallingTheDefaultProcedureIsHarmless) {
-    Dialog dialog{"d", [](HWND w, UINT message, WPARAM wparam, LPARAM lparam) -> LRESULT {
-                      return message == WM_CLOSE ? 0 : DefWindowProc(w, message, wparam, lparam);
-                  }};
-    WhenIdle([&] { SendMessage(dialog.window, WM_CLOSE, 0, 0); });
-    EXPECT_EQ(dialog.Run(), IDCANCEL) << "closing cancels";
-    EXPECT_THAT(TakeLog(), ElementsAre("d:init", "d:destroy"));
+    Dialog closing{"d", [](HWND w, UINT message, WPARAM wparam, LPARAM lparam) -> LRESULT {
+                       return message == WM_CLOSE ? 0 : DefWindowProc(w, message, wparam, lparam);
+                   }};
+    WhenIdle([&] { SendMessage(closing.window, WM_CLOSE, 0, 0); });
+    EXPECT_EQ(closing.Run(), IDCANCEL) << "closing cancels";
+    EXPECT_THAT(TakeLog(), ElementsAre("d:init", "d:destroy", "d:init", "d:destroy", "d:init", "d:destroy"));
 }
 
 }  // namespace

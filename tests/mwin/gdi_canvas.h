@@ -8,6 +8,9 @@
 #include <string>
 
 #include "mwin/device_context.h"
+#include "tests/mwin/colors.h"
+
+namespace mwin_test {
 
 struct GdiCanvas {
     static constexpr std::uint32_t kBackground = 0xFF010101;
@@ -31,7 +34,7 @@ struct GdiCanvas {
     // one that is drawn, and a slash between rows.
     std::string Drawn() const {
         const std::string names = ".RGBWK?";
-        const std::uint32_t pixels[] = {kBackground, 0xFFFF0000, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF, 0xFF000000};
+        const std::uint32_t pixels[] = {kBackground, kRedPixel, kGreenPixel, kBluePixel, kWhitePixel, kBlackPixel};
         std::string text;
         for (int y = 0; y < surface.Height(); ++y) {
             for (int x = 0; x < surface.Width(); ++x) {
@@ -67,3 +70,5 @@ struct GdiCanvas {
     mwin::Surface surface;
     std::unique_ptr<MwDc> dc;
 };
+
+}  // namespace mwin_test

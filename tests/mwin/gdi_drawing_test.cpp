@@ -2,120 +2,86 @@
 
 #include "tests/mwin/gdi_canvas.h"
 
+namespace mwin_test {
 namespace {
 
-constexpr COLORREF kRed = RGB(255, 0, 0), kGreen = RGB(0, 255, 0), kBlue = RGB(0, 0, 255);
+enum class How { Fill, FillByBrush, Box, Lines, Area, Dots };
 
-void Use(HDC dc, HPEN pen, HBRUSH brush) {
-    SelectObject(dc, pen);
-    SelectObject(dc, brush);
+// `points`: two corners of a rectangle, or what is passed through.
+void Draw(HDC dc, How how, HBRUSH brush, const std::vector<POINT>& points) {
+    const RECT rect{points[0].x, points[0].y, points[1].x, points[1].y};
+    switch (how) {
+        case How::Fill:
+            return FastFillRect(dc, &rect, kRed);
+        case How::FillByBrush:
+            return static_cast<void>(FillRect(dc, &rect, brush));
+        case How::Box:
+            return static_cast<void>(Rectangle(dc, rect.left, rect.top, rect.right, rect.bottom));
+        case How::Lines:
+            MoveToEx(dc, points[0].x, points[0].y, nullptr);
+            for (const POINT& p : points)
+                LineTo(dc, p.x, p.y);
+            return;
+        case How::Area:
+            return static_cast<void>(Polygon(dc, points.data(), static_cast<int>(points.size())));
+        case How::Dots:
+            for (const POINT& p : points)
+                SetPixel(dc, p.x, p.y, kGreen);
+            return;
+    }
 }
 
-void Fill(HDC dc, const RECT& rect, COLORREF color) {
-    FastFillRect(dc, &rect, color);
-}
-
-void Fill(HDC dc, const RECT& rect, HBRUSH brush) {
-    FillRect(dc, &rect, brush);
-}
-
-// Through the points, with a pen of that width.
-void Lines(HDC dc, int width, COLORREF color, const std::vector<POINT>& points) {
-    SelectObject(dc, CreatePen(PS_SOLID, width, color));
-    MoveToEx(dc, points[0].x, points[0].y, nullptr);
-    for (std::size_t i = 1; i < points.size(); ++i)
-        LineTo(dc, points[i].x, points[i].y);
-}
-
-// Blue inside.
-void Area(HDC dc, HPEN pen, const std::vector<POINT>& points) {
-    Use(dc, pen, CreateSolidBrush(kBlue));
-    Polygon(dc, points.data(), static_cast<int>(points.size()));
-}
-
-struct Shape {
-    const char* name;
-    void (*draw)(HDC);
-    const char* expected;
-};
-
-// Drawn on 9×6 pixels with the origin at (1, 1) and the last column and row clipped away.
-const Shape kShapes[] = {
-    {"FastFillRect",
-     [](HDC dc) {
-         Fill(dc, {-5, 1, 3, 3}, kRed);
-     },
-     "//RRRR/RRRR"},
-    {"empty rectangle",
-     [](HDC dc) {
-         Fill(dc, {3, 3, 1, 1}, kRed);
-     },
-     ""},
-    {"FillRect",
-     [](HDC dc) {
-         Fill(dc, {6, 2, 100, 100}, CreateSolidBrush(kBlue));
-     },
-     "///.......B/.......B"},
-    {"null brush",
-     [](HDC dc) {
-         Fill(dc, {0, 0, 9, 9}, GetStockObject(NULL_BRUSH));
-     },
-     ""},
-    {"default Rectangle", [](HDC dc) { Rectangle(dc, 0, 0, 4, 3); }, "/.KKKK/.KWWK/.KKKK"},
-    {"Rectangle",
-     [](HDC dc) {
-         Use(dc, CreatePen(PS_SOLID, 2, kRed), GetStockObject(NULL_BRUSH));
-         Rectangle(dc, 0, 0, 6, 9);
-     },
-     "/.RRRRRR/.RRRRRR/.RR..RR/.RR..RR"},
-    {"lines without their ends",
-     [](HDC dc) {
-         Lines(dc, 1, kGreen, {{0, 0}, {3, 0}, {3, 2}, {0, 2}, {0, 1}});
-     },
-     "/.GGGG/....G/.GGGG"},
-    {"diagonal",
-     [](HDC dc) {
-         Lines(dc, 1, kRed, {{0, 0}, {6, 3}});
-     },
-     "/.R/..RR/....RR/......R"},
-    {"thick line",
-     [](HDC dc) {
-         Lines(dc, 3, kRed, {{1, 1}, {4, 1}});
-     },
-     "/.RRRRR/.RRRRR/.RRRRR"},
-    {"Polygon",
-     [](HDC dc) {
-         Area(dc, CreatePen(PS_SOLID, 1, kRed), {{0, 3}, {3, 0}, {6, 3}});
-     },
-     "/....R/...RBR/..RBBBR/.RRRRRRR"},
-    {"Polygon without outline, even-odd",
-     [](HDC dc) {
-         Area(dc, GetStockObject(NULL_PEN),
-              {{0, 0}, {7, 0}, {7, 4}, {0, 4}, {0, 0}, {2, 1}, {5, 1}, {5, 3}, {2, 3}, {2, 1}});
-     },
-     "/.BBBBBBB/.BB...BB/.BB...BB/.BBBBBBB"},
-    {"SetPixel",
-     [](HDC dc) {
-         for (const POINT p : {POINT{2, 1}, {7, 0}, {INT_MIN, INT_MAX}})
-             SetPixel(dc, p.x, p.y, kGreen);
-     },
-     "//...G"},
-    {"far away",
-     [](HDC dc) {
-         Fill(dc, {INT_MIN, INT_MIN, INT_MAX, 1}, kRed);
-         Lines(dc, 1, kGreen, {{INT_MIN, 2}, {INT_MAX, 2}});
-         Area(dc, GetStockObject(NULL_PEN), {{INT_MIN, 3}, {INT_MAX, 3}, {INT_MAX, INT_MAX}, {INT_MIN, INT_MAX}});
-     },
-     "RRRRRRRR/RRRRRRRR//GGGGGGGG/BBBBBBBB"},
-};
-
+// On 9×6 pixels with the origin at (1, 1) and the last column and row clipped away.
 TEST(GdiDrawing, ShapesAreClippedAndTellTheirDamage) {
-    for (const Shape& shape : kShapes) {
+    constexpr int kFar = INT_MAX;
+    HBRUSH const blue = CreateSolidBrush(kBlue);
+    HGDIOBJ const none = GetStockObject(NULL_BRUSH);
+    HPEN const no_pen = GetStockObject(NULL_PEN);
+    const auto pen = [](int width, COLORREF color = kRed) { return CreatePen(PS_SOLID, width, color); };
+    const struct {
+        const char* name;
+        How how;
+        HPEN pen;
+        HBRUSH brush;
+        std::vector<POINT> points;
+        const char* expected;
+    } shapes[] = {
+        {"rectangle", How::Fill, nullptr, nullptr, {{-5, 1}, {3, 3}}, "//RRRR/RRRR"},
+        {"empty rectangle", How::Fill, nullptr, nullptr, {{3, 3}, {1, 1}}, ""},
+        {"far rectangle", How::Fill, nullptr, nullptr, {{INT_MIN, INT_MIN}, {kFar, 1}}, "RRRRRRRR/RRRRRRRR"},
+        {"brush", How::FillByBrush, nullptr, blue, {{6, 2}, {100, 100}}, "///.......B/.......B"},
+        {"null brush", How::FillByBrush, nullptr, none, {{0, 0}, {9, 9}}, ""},
+        {"black brush", How::FillByBrush, nullptr, GetStockObject(BLACK_BRUSH), {{0, 0}, {1, 1}}, "/.K"},
+        {"default box", How::Box, nullptr, nullptr, {{0, 0}, {4, 3}}, "/.KKKK/.KWWK/.KKKK"},
+        {"box", How::Box, pen(2), none, {{0, 0}, {6, 9}}, "/.RRRRRR/.RRRRRR/.RR..RR/.RR..RR"},
+        {"lines", How::Lines, pen(1), none, {{0, 0}, {3, 0}, {3, 2}, {0, 2}, {0, 1}}, "/.RRRR/....R/.RRRR"},
+        {"diagonal", How::Lines, pen(1), none, {{0, 0}, {6, 3}}, "/.R/..RR/....RR/......R"},
+        {"thick line", How::Lines, pen(3), none, {{1, 1}, {4, 1}}, "/.RRRRR/.RRRRR/.RRRRR"},
+        {"far line", How::Lines, pen(1, kGreen), none, {{INT_MIN, 2}, {kFar, 2}}, "///GGGGGGGG"},
+        {"polygon", How::Area, pen(1), blue, {{0, 3}, {3, 0}, {6, 3}}, "/....R/...RBR/..RBBBR/.RRRRRRR"},
+        {"two corners", How::Area, pen(1), blue, {{0, 1}, {3, 1}}, "//.RRRR"},
+        {"even-odd",
+         How::Area,
+         no_pen,
+         blue,
+         {{0, 0}, {7, 0}, {7, 4}, {0, 4}, {0, 0}, {2, 1}, {5, 1}, {5, 3}, {2, 3}, {2, 1}},
+         "/.BBBBBBB/.BB...BB/.BB...BB/.BBBBBBB"},
+        {"far polygon",
+         How::Area,
+         no_pen,
+         blue,
+         {{INT_MIN, 3}, {kFar, 3}, {kFar, kFar}, {INT_MIN, kFar}},
+         "////BBBBBBBB"},
+        {"pixels", How::Dots, nullptr, nullptr, {{2, 1}, {7, 0}, {INT_MIN, INT_MAX}}, "//...G"},
+    };
+    for (const auto& shape : shapes) {
         SCOPED_TRACE(shape.name);
         GdiCanvas canvas(9, 6);
         canvas.dc->origin = {1, 1};
         canvas.dc->clip = mwin::Region(RECT{0, 0, 8, 5});
-        shape.draw(canvas.dc.get());
+        SelectObject(canvas.dc.get(), shape.pen);
+        SelectObject(canvas.dc.get(), shape.brush);
+        Draw(canvas.dc.get(), shape.how, shape.brush, shape.points);
         EXPECT_EQ(canvas.Drawn(), shape.expected);
         // Painting the damage over leaves nothing.
         const mwin::Region damage = canvas.surface.Damage();
@@ -170,21 +136,22 @@ TEST(GdiObjects, DeletionIsSafe) {
 }
 
 TEST(GdiObjects, NoDeviceNoCrash) {
-    const RECT r{0, 0, 1, 1};
-    FastFillRect(nullptr, &r, 0);
-    MwDc without_surface;
-    EXPECT_FALSE(FillRect(&without_surface, &r, GetStockObject(WHITE_BRUSH)));
-    EXPECT_FALSE(LineTo(&without_surface, 5, 5));
-    EXPECT_FALSE(TextOut(nullptr, 0, 0, "x", 1));
-    DrawDIBFit(nullptr, 0, 0, 1, 1, nullptr);
+    MwDc no_surface;
+    for (HDC dc : {static_cast<HDC>(nullptr), &no_surface}) {
+        for (const How how : {How::Fill, How::FillByBrush, How::Box, How::Lines, How::Area, How::Dots})
+            Draw(dc, how, GetStockObject(WHITE_BRUSH), {{0, 0}, {1, 1}});
+        EXPECT_FALSE(TextOut(dc, 0, 0, "x", 1));
+        DrawDIBFit(dc, 0, 0, 1, 1, nullptr);
+    }
 }
 
 TEST(GdiPictures, AreBlendedStretchedAndClipped) {
-    constexpr std::uint32_t b = GdiCanvas::kBackground, w = 0xFFFFFFFF, k = 0xFF000000, r = 0xFFFF0000,
+    constexpr std::uint32_t b = GdiCanvas::kBackground, w = kWhitePixel, k = kBlackPixel, r = kRedPixel,
                             grey = 0xFF808080;
     constexpr std::uint32_t clear_red = 0x00FF0000, clear_green = 0x0000FF00, clear_white = 0x00FFFFFF,
                             half_white = 0x80FFFFFF, half_black = 0x80000000;
-    struct Case {
+    const RECT all{0, 0, 4, 1};
+    const struct {
         const char* name;
         int width, height;
         std::vector<std::uint32_t> pixels;
@@ -192,9 +159,7 @@ TEST(GdiPictures, AreBlendedStretchedAndClipped) {
         int x, to_width, to_height;
         RECT clip;
         std::vector<std::uint32_t> first_row;
-    };
-    const RECT all{0, 0, 4, 1};
-    const Case cases[] = {
+    } cases[] = {
         {"one to one", 2, 1, {r, w}, false, 1, 2, 1, all, {b, r, w, b}},
         {"opaque in spite of its alpha bytes", 2, 1, {clear_red, half_white}, false, 1, 2, 1, all, {b, r, w, b}},
         {"alpha", 4, 1, {clear_white, half_white, w, half_black}, true, 0, 4, 1, all, {b, grey, w, k}},
@@ -206,7 +171,7 @@ TEST(GdiPictures, AreBlendedStretchedAndClipped) {
         {"nothing to draw on", 1, 1, {w}, false, 0, 0, 5, all, {b, b, b, b}},
         {"absurd size", 1, 1, {w}, false, INT_MIN, INT_MAX, 5, all, {b, b, b, b}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         GdiCanvas canvas(4, 1);
         canvas.dc->clip = mwin::Region(c.clip);
@@ -229,11 +194,19 @@ TEST(GdiPictures, PixmapsOwnOnlyTheirOwnPixels) {
     ASSERT_NE(own, nullptr);
     EXPECT_EQ(own->pitch, 12);
     EXPECT_EQ(own->size, 24);
-    std::vector<std::uint32_t> callers(6, 0xFF00FF00);
-    own->addr = reinterpret_cast<BYTE*>(callers.data());  // the program puts its pixels in place of the device's
     GdiCanvas canvas(3, 2);
     DrawDIBFit(canvas.dc.get(), 0, 0, 3, 2, own);
-    EXPECT_EQ(canvas.Drawn(), "GGG/GGG");
+    EXPECT_EQ(canvas.Drawn(), "KKK/KKK") << "pixels of its own";
+    std::vector<std::uint32_t> callers(8, kGreenPixel);
+    callers[3] = callers[7] = kRedPixel;
+    own->addr = reinterpret_cast<BYTE*>(callers.data());  // the program puts its pixels in place of the device's
+    own->pitch = 16;
+    for (const bool has_alpha : {false, true}) {
+        own->has_alpha = has_alpha;
+        canvas.Clear();
+        DrawDIBFit(canvas.dc.get(), 0, 0, 3, 2, own);
+        EXPECT_EQ(canvas.Drawn(), "GGG/GGG");
+    }
     own->FreeMemGC(own);
     for (const auto& [width, height] : {std::pair{0, 5}, {5, -1}, {INT_MAX, INT_MAX}, {1, INT_MAX}, {16384, 16384}}) {
         EXPECT_EQ(GdCreatePixmap(nullptr, width, height, 0, nullptr, 0), nullptr) << width << "x" << height;
@@ -241,3 +214,4 @@ TEST(GdiPictures, PixmapsOwnOnlyTheirOwnPixels) {
 }
 
 }  // namespace
+}  // namespace mwin_test

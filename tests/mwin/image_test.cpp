@@ -1,106 +1,43 @@
-#include <gif_lib.h>
 #include <gtest/gtest.h>
-#include <png.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstring>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <map>
+#include <iterator>
 
 #include "mwin/picture_file.h"
-#include "mwin/windows.h"
+#include "tests/mwin/colors.h"
 
-#include <jpeglib.h>  // after ours: it defines TRUE and FALSE as macros
-
+namespace mwin_test {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using namespace std::string_literals;
 using Pixels = std::vector<std::uint32_t>;
 
-Bytes Png(int width, int height, const Pixels& pixels) {
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = static_cast<png_uint_32>(width);
-    image.height = static_cast<png_uint_32>(height);
-    image.format = PNG_FORMAT_BGRA;
-    png_alloc_size_t size = pixels.size() * 8 + 4096;
-    Bytes file(size);
-    EXPECT_NE(png_image_write_to_memory(&image, file.data(), &size, 0, pixels.data(), 0, nullptr), 0);
-    file.resize(size);
-    return file;
-}
+constexpr char kMakeSamples[] = R"(
+    printf '\377\0\0\377\22\64\126\200\377\377\377\0\0\377\0\377\0\0\377\377\377\377\377\377' |
+        convert -size 3x2 -depth 8 rgba:- -strip png32:alpha.png
+    convert -size 2x1 '(' xc:red xc:lime xc:blue xc:white -append ')' '(' -size 2x4 xc:black ')' whole.gif
+    convert -size 2x1 xc:red xc:lime xc:none xc:white -append clear.gif
+    convert -size 2x1 xc:red xc:lime xc:blue xc:white xc:red xc:lime xc:blue xc:white xc:red xc:lime -append \
+        -interlace GIF interlaced.gif
+    convert -size 1x1 xc:red xc:lime -append -repage 3x4+1+1 -set comment inside inside.gif
+    convert -size 2x1 xc:red xc:lime xc:blue -append -repage 2x3+1+2 outside.gif
+    convert -size 33x17 -quality 95 'xc:rgb(200,100,50)' -strip -write colour.jpg -interlace JPEG progressive.jpg
+    convert -size 33x17 -quality 95 'xc:gray(77)' -colorspace Gray -strip -write grey.jpg -interlace JPEG fine-grey.jpg
+    convert -size 33x17 -quality 95 'xc:cmyk(0,127,255,128)' -strip inks.jpg
+    for size in 640x480 1x1 2000x100 100x2000 4000x3000; do
+        convert -size $size gradient: -colorspace Gray -strip -quality 95 $size.jpg
+    done
+    printf '0;1;2;' > scans
+    convert colour.jpg ppm:- | cjpeg -scans scans > scans.jpg
+)";
 
-// `pixel` has as many bytes as the colour space has components.
-Bytes Jpeg(unsigned width, unsigned height, J_COLOR_SPACE space, const Bytes& pixel, bool progressive) {
-    jpeg_compress_struct info{};
-    jpeg_error_mgr errors{};
-    info.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&info);
-    unsigned char* memory = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&info, &memory, &size);
-    info.image_width = width;
-    info.image_height = height;
-    info.input_components = static_cast<int>(pixel.size());
-    info.in_color_space = space;
-    jpeg_set_defaults(&info);
-    if (space == JCS_CMYK) jpeg_set_colorspace(&info, JCS_YCCK);
-    jpeg_set_quality(&info, 95, TRUE);
-    if (progressive) jpeg_simple_progression(&info);
-    jpeg_start_compress(&info, TRUE);
-    Bytes row;
-    for (unsigned x = 0; x < width; ++x)
-        row.insert(row.end(), pixel.begin(), pixel.end());
-    JSAMPROW rows = row.data();
-    for (unsigned y = 0; y < height; ++y)
-        jpeg_write_scanlines(&info, &rows, 1);
-    jpeg_finish_compress(&info);
-    Bytes file(memory, memory + size);
-    free(memory);
-    jpeg_destroy_compress(&info);
-    return file;
-}
-
-struct GifFrame {
-    int screen_width, screen_height, left, top, width, height;
-    bool interlaced;
-    int transparent;
-};
-
-// Frame rows are coloured by their number: 0 red, 1 green, 2 blue, 3 white, and so on.
-Bytes Gif(const GifFrame& frame) {
-    Bytes file;
-    const auto append = [](GifFileType* g, const GifByteType* data, int length) {
-        auto* bytes = static_cast<Bytes*>(g->UserData);
-        bytes->insert(bytes->end(), data, data + length);
-        return length;
-    };
-    GifFileType* gif = EGifOpen(&file, append, nullptr);
-    const GifColorType colors[4] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}};
-    ColorMapObject* map = GifMakeMapObject(4, colors);
-    EGifPutScreenDesc(gif, frame.screen_width, frame.screen_height, 2, 0, map);
-    const GraphicsControlBlock control{DISPOSAL_UNSPECIFIED, false, 0, frame.transparent};
-    GifByteType extension[4];
-    EGifGCBToExtension(&control, extension);
-    EGifPutExtension(gif, GRAPHICS_EXT_FUNC_CODE, sizeof extension, extension);
-    EGifPutImageDesc(gif, frame.left, frame.top, frame.width, frame.height, frame.interlaced, nullptr);
-    using Pass = std::pair<int, int>;  // first row, step
-    for (const auto& [first, step] :
-         frame.interlaced ? std::vector<Pass>{{0, 8}, {4, 8}, {2, 4}, {1, 2}} : std::vector<Pass>{{0, 1}}) {
-        for (int y = first; y < frame.height; y += step) {
-            Bytes row(static_cast<std::size_t>(frame.width), static_cast<std::uint8_t>(y % 4));
-            EGifPutLine(gif, row.data(), frame.width);
-        }
-    }
-    EGifCloseFile(gif, nullptr);
-    GifFreeMapObject(map);
-    return file;
-}
-
-mwin::Picture Decode(const Bytes& file) {
-    return mwin::DecodePicture(file.data(), file.size());
+mwin::Picture Decode(const std::string& file) {
+    const std::vector<std::uint8_t> copy(file.begin(), file.end());  // so that reading on is seen by the sanitizers
+    return mwin::DecodePicture(copy.data(), copy.size());
 }
 
 Pixels PixelsOf(const mwin::Picture& picture) {
@@ -108,38 +45,50 @@ Pixels PixelsOf(const mwin::Picture& picture) {
                           : Pixels{};
 }
 
-const Pixels kPixels{0xFFFF0000, 0x80123456, 0x00FFFFFF, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF};
+class Images : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        folder = testing::TempDir() + "picturesXXXXXX";
+        ASSERT_NE(mkdtemp(folder.data()), nullptr);
+        ASSERT_EQ(std::system(("set -e; cd " + folder + kMakeSamples).c_str()), 0);
+    }
+    static void TearDownTestSuite() { std::filesystem::remove_all(folder); }
+    static std::string Sample(const std::string& name) {
+        std::ifstream file(folder + "/" + name, std::ios::binary);
+        EXPECT_TRUE(file) << name;
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    static mwin::Picture DecodeFor(const std::string& photo, const mwin::Room& room) {
+        return mwin::DecodeJpeg(reinterpret_cast<const std::uint8_t*>(photo.data()), photo.size(), room);
+    }
 
-const std::map<std::string, Bytes>& SampleFiles() {
-    static const std::map<std::string, Bytes> files = {{"png", Png(3, 2, kPixels)},
-                                                       {"jpeg", Jpeg(20, 12, JCS_RGB, {200, 100, 50}, false)},
-                                                       {"progressive", Jpeg(20, 12, JCS_RGB, {200, 100, 50}, true)},
-                                                       {"cmyk", Jpeg(9, 9, JCS_CMYK, {255, 127, 63, 200}, false)},
-                                                       {"gif", Gif({8, 12, 0, 0, 8, 12, true, 1})}};
-    return files;
-}
+    static inline std::string folder;
+};
 
-TEST(Images, JpegColourSpaces) {
+TEST_F(Images, JpegColourSpaces) {
+    const std::string adobe = "Adobe\0d\0\0\0\0\2"s;  // its last byte: how the inks are coded
     const struct {
         const char* name;
-        J_COLOR_SPACE space;
-        Bytes pixel;
-        bool progressive;
+        std::string from, to;  // replaced in the file
         std::uint32_t expected;
     } cases[] = {
-        {"colour", JCS_RGB, {200, 100, 50}, false, 0xFFC86432},
-        {"progressive", JCS_RGB, {200, 100, 50}, true, 0xFFC86432},
-        {"grey", JCS_GRAYSCALE, {77}, false, 0xFF4D4D4D},
-        {"progressive grey", JCS_GRAYSCALE, {77}, true, 0xFF4D4D4D},
-        // Inks are stored inverted: cyan 255 is no cyan, black 127 is half black.
-        {"inks", JCS_CMYK, {255, 128, 0, 127}, false, 0xFF7F4000},
+        {"colour.jpg", "", "", 0xFFC86432},
+        {"progressive.jpg", "", "", 0xFFC86432},
+        {"scans.jpg", "", "", 0xFFC86432},
+        {"grey.jpg", "", "", 0xFF4D4D4D},
+        {"fine-grey.jpg", "", "", 0xFF4D4D4D},
+        // Inks are stored inverted by programs that sign as Adobe: cyan 255 is no cyan, black 127 is half black.
+        {"inks.jpg", "", "", 0xFF7F4000},
+        {"inks.jpg", adobe, "Adobe\0d\0\0\0\0\0"s, 0xFF336A1A},
+        {"inks.jpg", adobe, "Other\0d\0\0\0\0\2"s, 0xFF4B1564},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const mwin::Picture picture = Decode(Jpeg(33, 17, c.space, c.pixel, c.progressive));
+        SCOPED_TRACE(c.name + c.to);
+        std::string file = Sample(c.name);
+        ASSERT_NE(file.find(c.from), std::string::npos);
+        const mwin::Picture picture = Decode(file.replace(file.find(c.from), c.from.size(), c.to));
         ASSERT_TRUE(picture.pixels);
-        ASSERT_EQ(picture.width, 33);
-        ASSERT_EQ(picture.height, 17);
+        ASSERT_EQ(std::pair(picture.width, picture.height), std::pair(33, 17));
         for (const std::uint32_t pixel : {picture.pixels[0], picture.pixels[33 * 17 - 1]}) {
             for (int shift = 0; shift < 32; shift += 8)
                 EXPECT_NEAR(pixel >> shift & 255, c.expected >> shift & 255, 3);
@@ -147,88 +96,86 @@ TEST(Images, JpegColourSpaces) {
     }
 }
 
-TEST(Images, GifFrames) {
-    constexpr std::uint32_t r = 0xFFFF0000, g = 0xFF00FF00, b = 0xFF0000FF, w = 0xFFFFFFFF;
-    constexpr int kOpaque = NO_TRANSPARENT_COLOR;
+TEST_F(Images, GifFrames) {
+    constexpr std::uint32_t r = kRedPixel, g = kGreenPixel, b = kBluePixel, w = kWhitePixel;
     const struct {
         const char* name;
-        GifFrame frame;
+        int width;
         Pixels column;  // at x = 1
-    } cases[] = {
-        {"whole", {2, 4, 0, 0, 2, 4, false, kOpaque}, {r, g, b, w}},
-        {"transparent", {2, 4, 0, 0, 2, 4, false, 2}, {r, g, 0, w}},
-        {"interlaced", {2, 10, 0, 0, 2, 10, true, kOpaque}, {r, g, b, w, r, g, b, w, r, g}},
-        {"frame inside", {3, 4, 1, 1, 1, 2, false, kOpaque}, {0, r, g, 0}},
-        {"frame reaching out", {2, 3, 1, 2, 5, 5, false, kOpaque}, {0, 0, r}},
-    };
+    } cases[] = {{"whole.gif", 2, {r, g, b, w}},
+                 {"clear.gif", 2, {r, g, 0, w}},
+                 {"interlaced.gif", 2, {r, g, b, w, r, g, b, w, r, g}},
+                 {"inside.gif", 3, {0, r, g, 0}},
+                 {"outside.gif", 2, {0, 0, r}}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const mwin::Picture picture = Decode(Gif(c.frame));
-        ASSERT_EQ(picture.width, c.frame.screen_width);
-        ASSERT_EQ(picture.height, c.frame.screen_height);
+        const mwin::Picture picture = Decode(Sample(c.name));
+        ASSERT_EQ(picture.width, c.width) << c.name;
         Pixels column;
         for (int y = 0; y < picture.height; ++y)
             column.push_back(picture.pixels[static_cast<std::size_t>(y * picture.width + 1)]);
-        EXPECT_EQ(column, c.column);
+        EXPECT_EQ(column, c.column) << c.name;
     }
 }
 
-TEST(Images, CutAndDamagedFilesDoNoHarm) {
-    for (const auto& [name, file] : SampleFiles()) {
+TEST_F(Images, CutAndDamagedFilesDoNoHarm) {
+    for (const char* name :
+         {"alpha.png", "colour.jpg", "progressive.jpg", "inks.jpg", "interlaced.gif", "inside.gif"}) {
+        const std::string file = Sample(name);
         const Pixels whole = PixelsOf(Decode(file));
         ASSERT_FALSE(whole.empty()) << name;
-        EXPECT_TRUE(name != "png" || whole == kPixels) << "with its alpha";
         for (std::size_t length = 0; length < file.size(); ++length) {
-            // Copied, so that reading on is seen by the sanitizers.
-            const Bytes part(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length));
-            const Pixels pixels = PixelsOf(Decode(part));
+            const Pixels pixels = PixelsOf(Decode(file.substr(0, length)));
             EXPECT_TRUE(pixels.empty() || pixels == whole) << name << " cut to " << length;
-            Bytes damaged = file;
-            damaged[length] ^= 0xA5;
+            std::string damaged = file;
+            damaged[length] = static_cast<char>(damaged[length] ^ 0xA5);
             const mwin::Picture picture = Decode(damaged);
             EXPECT_LE(std::int64_t{picture.width} * picture.height, mwin::kMaxPicturePixels)
                 << name << " at " << length;
         }
     }
+    EXPECT_EQ(PixelsOf(Decode(Sample("alpha.png"))),
+              (Pixels{kRedPixel, 0x80123456, 0x00FFFFFF, kGreenPixel, kBluePixel, kWhitePixel}));
 }
 
-TEST(Images, LargePictures) {
-    const mwin::Picture picture = Decode(Jpeg(4000, 3000, JCS_GRAYSCALE, {90}, false));
-    EXPECT_EQ(picture.width, 1500);  // three eighths
-    EXPECT_EQ(picture.height, 1125);
-    Bytes png = Png(1, 1, {0xFFFFFFFF});
-    const std::uint8_t huge[] = {0, 1, 0, 0, 0, 1, 0, 0, 8, 6, 0, 0, 0, 0xD7, 0x9B, 0x4B, 0x36};  // 65536 x 65536
-    std::memcpy(png.data() + 16, huge, sizeof huge);
-    EXPECT_FALSE(Decode(png).pixels);
-    EXPECT_FALSE(Decode(Gif({65535, 65535, 0, 0, 1, 1, false, NO_TRANSPARENT_COLOR})).pixels);
+TEST_F(Images, WhatWouldTakeTooMuchIsRefused) {
+    std::string png = Sample("alpha.png");
+    EXPECT_FALSE(Decode(png.replace(16, 17, "\0\1\0\0\0\1\0\0\10\6\0\0\0\xD7\x9B\x4B\x36"s)).pixels);  // 65536 x 65536
+    std::string gif = Sample("whole.gif");
+    EXPECT_FALSE(Decode(gif.replace(6, 4, "\xFF\xFF\xFF\xFF")).pixels);  // 65535 x 65535
+    // A file that repeats a scan over and over would keep the decoder busy.
+    const std::string photo = Sample("scans.jpg");
+    const std::size_t first = photo.find("\xFF\xDA");
+    const std::size_t second = photo.find("\xFF\xDA", first + 1);
+    for (const int repetitions : {50, 150}) {
+        std::string longer = photo;
+        for (int i = 0; i < repetitions; ++i)
+            longer.insert(first, photo, first, second - first);
+        EXPECT_EQ(Decode(longer).pixels != nullptr, repetitions < 100) << repetitions;
+    }
 }
 
-TEST(Images, PhotosComeNoLargerThanTheirRoomNeeds) {
+TEST_F(Images, PhotosComeNoLargerThanTheirRoomNeeds) {
     const struct {
-        unsigned width, height;
+        const char* name;
         mwin::Room room;
-        int expected_width, expected_height;
-    } cases[] = {{640, 480, {100, 75}, 160, 120},  {640, 480, {320, 240}, 320, 240},
-                 {640, 480, {321, 241}, 640, 480}, {640, 480, {0, 0}, 640, 480},
-                 {1, 1, {320, 240}, 1, 1},         {2000, 100, {320, 240}, 500, 25},
-                 {100, 2000, {320, 240}, 13, 250}, {4000, 3000, {3000, 3000}, 1500, 1125}};
+        int width, height;
+    } cases[] = {{"640x480.jpg", {100, 75}, 160, 120},  {"640x480.jpg", {320, 240}, 320, 240},
+                 {"640x480.jpg", {321, 241}, 640, 480}, {"640x480.jpg", {0, 0}, 640, 480},
+                 {"1x1.jpg", {320, 240}, 1, 1},         {"2000x100.jpg", {320, 240}, 500, 25},
+                 {"100x2000.jpg", {320, 240}, 13, 250}, {"4000x3000.jpg", {3000, 3000}, 1500, 1125},
+                 {"4000x3000.jpg", {0, 0}, 1500, 1125}};
     for (const auto& c : cases) {
-        const Bytes photo = Jpeg(c.width, c.height, JCS_GRAYSCALE, {90}, false);
-        const mwin::Picture picture = mwin::DecodeJpeg(photo.data(), photo.size(), c.room);
-        EXPECT_EQ(picture.width, c.expected_width) << c.width << "x" << c.height;
-        EXPECT_EQ(picture.height, c.expected_height) << c.width << "x" << c.height;
+        const mwin::Picture picture = DecodeFor(Sample(c.name), c.room);
+        EXPECT_EQ(std::pair(picture.width, picture.height), std::pair(c.width, c.height)) << c.name;
     }
 }
 
 // A comment of the greatest length lies across the end of the first piece that is read, the picture across the next
 // ones.
-TEST(Images, LongPhotosAreReadInPieces) {
-    Bytes photo = Jpeg(4000, 3000, JCS_GRAYSCALE, {90}, false);
-    Bytes comment(2 + 0xFFFF, 'x');
-    std::memcpy(comment.data(), "\xFF\xFE\xFF\xFF", 4);
-    photo.insert(photo.begin() + 2, comment.begin(), comment.end());
+TEST_F(Images, LongPhotosAreReadInPieces) {
+    const std::string photo = Sample("4000x3000.jpg").insert(2, "\xFF\xFE\xFF\xFF" + std::string(0xFFFD, 'x'));
     constexpr mwin::Room kRoom{320, 240};
-    const Pixels whole = PixelsOf(mwin::DecodeJpeg(photo.data(), photo.size(), kRoom));
+    const Pixels whole = PixelsOf(DecodeFor(photo, kRoom));
     ASSERT_FALSE(whole.empty());
     ASSERT_GT(photo.size(), 3U << 16U);
 
@@ -244,27 +191,24 @@ TEST(Images, LongPhotosAreReadInPieces) {
     }
 }
 
-TEST(Images, Files) {
-    const std::string path = testing::TempDir() + "picture" + std::to_string(getpid());
-    for (const auto& [name, file] : SampleFiles()) {
-        std::ofstream(path, std::ios::binary)
-            .write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
-        PSD picture = GdLoadImageFromFile(path.c_str(), 0);
+TEST_F(Images, Files) {
+    for (const auto& [name, has_alpha] : {std::pair{"alpha.png", true}, {"colour.jpg", false}, {"clear.gif", true}}) {
+        PSD picture = GdLoadImageFromFile((folder + "/" + name).c_str(), 0);
         ASSERT_NE(picture, nullptr) << name;
-        EXPECT_EQ(picture->has_alpha, name == "png" || name == "gif") << name;
+        EXPECT_EQ(picture->has_alpha, has_alpha) << name;
         EXPECT_EQ(picture->size, picture->pitch * picture->yvirtres);
         picture->FreeMemGC(picture);
     }
-    for (const std::size_t size : {std::size_t{0}, mwin::kMaxPictureFileBytes + 1}) {
-        EXPECT_EQ(truncate(path.c_str(), static_cast<off_t>(size)), 0);
-        EXPECT_EQ(GdLoadImageFromFile(path.c_str(), 0), nullptr) << size;
-    }
-    unlink(path.c_str());
-    for (const char* none : {path.c_str(), static_cast<const char*>(nullptr), "/"})
-        EXPECT_EQ(GdLoadImageFromFile(none, 0), nullptr) << (none ? none : "no name");
-    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-    EXPECT_EQ(GdLoadImageFromFile(path.c_str(), 0), nullptr);  // and does not wait for a writer
-    unlink(path.c_str());
+    const std::string empty = folder + "/empty", large = folder + "/large", pipe = folder + "/pipe";
+    for (const std::string& path : {empty, large})
+        std::filesystem::copy(folder + "/colour.jpg", path);
+    std::filesystem::resize_file(empty, 0);
+    std::filesystem::resize_file(large, mwin::kMaxPictureFileBytes + 1);
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);  // nobody waits for its writer
+    for (const std::string& path : {empty, large, pipe, folder, folder + "/none"})
+        EXPECT_EQ(GdLoadImageFromFile(path.c_str(), 0), nullptr) << path;
+    EXPECT_EQ(GdLoadImageFromFile(nullptr, 0), nullptr);
 }
 
 }  // namespace
+}  // namespace mwin_test

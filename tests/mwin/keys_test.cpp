@@ -1,10 +1,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/input-event-codes.h>
 #include <poll.h>
 #include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <thread>
 
@@ -12,19 +14,79 @@
 #include "mwin/linux_clock.h"
 #include "mwin/windows.h"
 
+namespace mwin_test {
 namespace {
 
 namespace fs = std::filesystem;
-using Kind = mwin::KeyEvent::Kind;
-using Read = std::vector<std::pair<int, Kind>>;
+using Messages = std::vector<std::string>;
 
-// A folder with pipes in the place of input devices.
-class EvdevKeys : public testing::Test {
-  protected:
-    void SetUp() override {
-        directory = testing::TempDir() + "inputXXXXXX";
-        ASSERT_NE(mkdtemp(directory.data()), nullptr);
+Messages ReadInto(mwin::KeyMap& map, const std::string& text) {
+    std::istringstream stream(text);
+    return map.Read(stream, "k");
+}
+
+TEST(KeyMap, Files) {
+    const struct {
+        const char* name;
+        std::string text;
+        Messages messages;
+        std::vector<std::pair<unsigned, int>> keys;  // what codes mean then
+    } cases[] = {
+        {"an empty file leaves the usual keypad",
+         "",
+         {},
+         {{KEY_KPENTER, VK_RETURN}, {KEY_LEFT, VK_LEFT}, {KEY_MENU, VK_F1}, {KEY_CAMERA, VK_F3}, {KEY_A, 0}}},
+        {"what is named has its codes only",
+         "# ours\nenter = 114 0x73  # volume\r\n\n  up=30\n",
+         {},
+         {{114, VK_RETURN}, {115, VK_RETURN}, {KEY_ENTER, 0}, {30, VK_UP}, {KEY_UP, 0}, {KEY_DOWN, VK_DOWN}}},
+        {"a code may be taken from another key",
+         "enter = 59",
+         {},
+         {{KEY_F1, VK_RETURN}, {KEY_MENU, VK_F1}, {KEY_ENTER, 0}}},
+        {"two keys may change places", "left = 106\nright = 105", {}, {{106, VK_LEFT}, {105, VK_RIGHT}}},
+        {"a key may have no code", "escape =", {}, {{KEY_ESC, 0}, {KEY_ENTER, VK_RETURN}}},
+        {"bad lines are left out and counted",
+         "enter 28\nfire = 28\nup = \n\nleft = 28x\nleft = 0\nleft = 768\nleft = -1\nleft = 0x\nleft = "
+         "99999999999999999999\n"
+         "down = 105 106\nright = 106\ndown = 1\n= 5\nf4 = 767\nenter escape = 28",
+         {"k:1: expected KEY = CODE...", "k:2: unknown key \"fire\"", "k:5: \"28x\" is no key code",
+          "k:6: \"0\" is no key code", "k:7: \"768\" is no key code", "k:8: \"-1\" is no key code",
+          "k:9: \"0x\" is no key code", "k:10: \"99999999999999999999\" is no key code",
+          "k:12: code 106 already means another key", "k:13: \"down\" is named a second time", "k:14: unknown key \"\"",
+          "k:16: more than one word before \"=\""},
+         {{105, VK_DOWN}, {106, VK_DOWN}, {KEY_ENTER, VK_RETURN}, {KEY_UP, 0}, {767, VK_F4}, {KEY_F4, 0}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        mwin::KeyMap map;
+        EXPECT_EQ(ReadInto(map, c.text), c.messages);
+        for (const auto& [code, key] : c.keys)
+            EXPECT_EQ(map.VirtualKeyOf(code), key) << "code " << code;
     }
+}
+
+// What the sample says in its comments is what holds without it.
+TEST(KeyMap, TheSampleNamesTheUsualKeypad) {
+    std::ifstream sample("packaging/keys.conf.sample");
+    ASSERT_TRUE(sample);
+    std::string settings;
+    for (std::string line; std::getline(sample, line);)
+        if (line.find('=') != std::string::npos) settings += line.substr(1) + "\n";
+    mwin::KeyMap map;
+    EXPECT_EQ(ReadInto(map, settings), Messages{});
+    const mwin::KeyMap usual;
+    for (unsigned code = 0; code <= KEY_MAX; ++code)
+        EXPECT_EQ(map.VirtualKeyOf(code), usual.VirtualKeyOf(code)) << "code " << code;
+}
+
+// A folder with map files, and pipes in the place of input devices.
+class KeyFiles : public testing::Test {
+  protected:
+    using Kind = mwin::KeyEvent::Kind;
+    using Read = std::vector<std::pair<int, Kind>>;
+
+    void SetUp() override { ASSERT_NE(mkdtemp(directory.data()), nullptr); }
     void TearDown() override { fs::remove_all(directory); }
     void AddDevice(const std::string& name) { ASSERT_EQ(mkfifo((directory + "/" + name).c_str(), 0600), 0); }
     static input_event Event(int type, int code, int value) {
@@ -44,11 +106,13 @@ class EvdevKeys : public testing::Test {
         EXPECT_EQ(write(fd, reinterpret_cast<const char*>(events.data()) + skip, size), static_cast<ssize_t>(size));
         close(fd);
     }
+    // All that wait; a wait would not end then.
     static Read ReadAll(mwin::EvdevKeys& keys) {
         Read read;
         mwin::KeyEvent event{};
         while (keys.Read(event))
             read.emplace_back(event.virtual_key, event.kind);
+        EXPECT_FALSE(IsReadable(keys));
         return read;
     }
     static bool IsReadable(const mwin::EvdevKeys& keys) {
@@ -57,40 +121,39 @@ class EvdevKeys : public testing::Test {
             files.push_back({fd, POLLIN, 0});
         return poll(files.data(), files.size(), 0) > 0;
     }
-    std::string directory;
+    std::string directory = testing::TempDir() + "inputXXXXXX";
 };
 
-TEST_F(EvdevKeys, FollowTheirMap) {
-    AddDevice("event0");
-    mwin::KeyMap map;
-    std::istringstream text("enter = " + std::to_string(KEY_VOLUMEUP));
-    map.Read(text, "map");
-    mwin::EvdevKeys keys(directory, map);
-    Send("event0", {Key(KEY_ENTER, 1), Key(KEY_VOLUMEUP, 1)});
-    EXPECT_EQ(ReadAll(keys), (Read{{VK_RETURN, Kind::Press}}));
+TEST_F(KeyFiles, TheFirstMapThatIsThereCounts) {
+    const std::string paths[] = {directory + "/none", directory + "/first", directory + "/second"};
+    std::ofstream(paths[1]) << "enter = 30\nup 5\n";
+    std::ofstream(paths[2]) << "enter = 31\n";
+    testing::internal::CaptureStdout();
+    const mwin::KeyMap map = mwin::LoadKeyMap({paths, paths + 3});
+    EXPECT_EQ(map.VirtualKeyOf(30), VK_RETURN);
+    EXPECT_EQ(map.VirtualKeyOf(31), 0);
+    EXPECT_EQ(mwin::LoadKeyMap({directory}).VirtualKeyOf(KEY_ENTER), VK_RETURN) << "a folder";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              paths[1] + ":2: expected KEY = CODE...\nCan't read file " + directory + "\n");
 }
 
-TEST_F(EvdevKeys, MapsKeysAndKinds) {
+TEST_F(KeyFiles, EventsFollowTheMap) {
     AddDevice("event0");
     AddDevice("mouse0");
-    mwin::EvdevKeys keys(directory);
-    EXPECT_TRUE(ReadAll(keys).empty());
-    EXPECT_FALSE(IsReadable(keys));
-    const std::pair<int, int> codes[] = {{KEY_ENTER, VK_RETURN}, {KEY_OK, VK_RETURN}, {KEY_SELECT, VK_RETURN},
-                                         {KEY_LEFT, 37},         {KEY_UP, 38},        {KEY_RIGHT, 39},
-                                         {KEY_DOWN, 40},         {KEY_F1, 112},       {KEY_F2, 113},
-                                         {KEY_F3, 114},          {KEY_F4, 115},       {KEY_ESC, VK_ESCAPE}};
-    for (const auto& [code, key] : codes) {
+    mwin::KeyMap map;
+    ReadInto(map, "enter = " + std::to_string(KEY_VOLUMEUP));
+    mwin::EvdevKeys keys(directory, map);
+    EXPECT_EQ(ReadAll(keys), Read{});
+    for (const auto& [code, key] : {std::pair{KEY_VOLUMEUP, VK_RETURN}, {KEY_LEFT, VK_LEFT}}) {
         Send("event0", {Key(code, 1), Event(EV_SYN, SYN_REPORT, 0), Key(code, 2), Key(code, 0)});
         EXPECT_TRUE(IsReadable(keys));
         EXPECT_EQ(ReadAll(keys), (Read{{key, Kind::Press}, {key, Kind::Repeat}, {key, Kind::Release}})) << code;
     }
-    Send("event0", {Key(KEY_A, 1), Event(EV_REL, KEY_ENTER, 1), Key(KEY_ENTER, 7), Key(KEY_UP, -1)});
-    EXPECT_TRUE(ReadAll(keys).empty());
-    EXPECT_FALSE(IsReadable(keys));
+    Send("event0", {Key(KEY_ENTER, 1), Event(EV_REL, KEY_LEFT, 1), Key(KEY_LEFT, 7), Key(KEY_UP, -1)});
+    EXPECT_EQ(ReadAll(keys), Read{});
 }
 
-TEST_F(EvdevKeys, EventsInPiecesAndLostEvents) {
+TEST_F(KeyFiles, EventsInPiecesAndLostEvents) {
     AddDevice("event1");
     mwin::EvdevKeys keys(directory);
     const std::vector<input_event> events{Key(KEY_UP, 1), Key(KEY_UP, 0)};
@@ -105,27 +168,26 @@ TEST_F(EvdevKeys, EventsInPiecesAndLostEvents) {
     EXPECT_EQ(ReadAll(keys).size(), 1000U);
 }
 
-TEST_F(EvdevKeys, DevicesComeAndGo) {
+TEST_F(KeyFiles, DevicesComeAndGo) {
     mwin::EvdevKeys keys(directory);
-    EXPECT_TRUE(ReadAll(keys).empty());
+    EXPECT_EQ(ReadAll(keys), Read{});
     AddDevice("event0");
     EXPECT_TRUE(IsReadable(keys));  // ends a wait
-    EXPECT_TRUE(ReadAll(keys).empty());
+    EXPECT_EQ(ReadAll(keys), Read{});
     Send("event0", {Key(KEY_UP, 1)});
     EXPECT_EQ(ReadAll(keys).size(), 1U);
     const std::size_t with_device = keys.Descriptors().size();
     fs::remove(directory + "/event0");
-    EXPECT_TRUE(ReadAll(keys).empty());
+    EXPECT_EQ(ReadAll(keys), Read{});
     EXPECT_EQ(keys.Descriptors().size(), with_device - 1);
     AddDevice("event0");  // the same name anew
     AddDevice("event7");
-    EXPECT_TRUE(ReadAll(keys).empty());
+    EXPECT_EQ(ReadAll(keys), Read{});
     Send("event0", {Key(KEY_DOWN, 1)});
     Send("event7", {Key(KEY_LEFT, 1)});
     EXPECT_EQ(ReadAll(keys).size(), 2U);
-    EXPECT_FALSE(IsReadable(keys));
     mwin::EvdevKeys nowhere(directory + "/missing");
-    EXPECT_TRUE(ReadAll(nowhere).empty());
+    EXPECT_EQ(ReadAll(nowhere), Read{});
     EXPECT_TRUE(nowhere.Descriptors().empty());
 }
 
@@ -174,3 +236,4 @@ TEST(LinuxClock, WaitsForKeysWakesAndSignals) {
 }
 
 }  // namespace
+}  // namespace mwin_test

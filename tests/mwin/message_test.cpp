@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-
 #include <thread>
 
 #include "tests/mwin/probe_window.h"
@@ -9,7 +7,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Kind = mwin::KeyEvent::Kind;
 
 std::vector<UINT> g_ticks;  // ids of the timers whose procedure was called
 void CALLBACK CountTick(HWND, UINT, UINT id, DWORD) {
@@ -19,15 +16,8 @@ void CALLBACK CountTick(HWND, UINT, UINT id, DWORD) {
 class MessageTest : public WindowSystemTest {
   protected:
     MessageTest() {
-        ResetProbes();
         g_ticks.clear();
-        window = CreateProbe("w", nullptr, {0, 0, 100, 100}, WS_POPUP | WS_VISIBLE, RGB(0, 255, 0));
         Received();
-    }
-    // Handles what there is to do, and tells what the probes received.
-    static std::vector<std::string> Received() {
-        RunUntilIdle();
-        return TakeLog();
     }
     // Runs the main loop to its end; the result is the exit code.
     static WPARAM RunLoop() {
@@ -37,31 +27,36 @@ class MessageTest : public WindowSystemTest {
         return message.wParam;
     }
     // The ticks within the next milliseconds, looked for at each one.
-    std::vector<UINT> TicksWithin(int milliseconds) {
+    std::size_t TicksWithin(int milliseconds) {
         g_ticks.clear();
         for (int i = 0; i < milliseconds; ++i) {
-            clock.Advance(1);
+            ++clock.now;
             RunUntilIdle();
         }
-        return g_ticks;
+        return g_ticks.size();
     }
     // The ticks when the program looks again only after so long.
-    std::vector<UINT> TicksAfter(std::uint32_t milliseconds) {
-        clock.Advance(milliseconds - 1);
+    std::size_t TicksAfter(std::uint32_t milliseconds) {
+        clock.now += milliseconds - 1;
         return TicksWithin(1);
     }
+    std::ptrdiff_t KeysReceived() {
+        const Log log = Received();
+        const auto presses = std::count(log.begin(), log.end(), "w:keydown");
+        EXPECT_EQ(std::count(log.begin(), log.end(), "w:keyup"), presses) << "a release without its press";
+        return presses;
+    }
 
-    HWND window = nullptr;
+    HWND window = CreateProbe("w", nullptr, {0, 0, 100, 100}, WS_POPUP | WS_VISIBLE, kGreen);
 };
 
 TEST_F(MessageTest, PostedThenKeysThenPaintThenTimers) {
     SetTimer(window, 1, 10, nullptr);
     MoveWindow(window, 100, 100, 100, 100, TRUE);
-    g_handlers[window] = On(WM_TIMER, [this](HWND) {
-        EXPECT_EQ(screen.At(150, 150), 0xFF00FF00U) << "shown before a timer takes its time";
-    });
+    g_handlers[window] =
+        On(WM_TIMER, [this](HWND) { EXPECT_EQ(At(150, 150), kGreenPixel) << "shown before a timer takes its time"; });
     keys.Put(VK_F1, Kind::Press);
-    clock.Advance(10);
+    clock.now += 10;
     PostMessage(window, WM_USER, 0, 0);
     EXPECT_THAT(Received(), ElementsAre("w:user", "w:keydown", "w:erase", "w:paint", "w:timer"));
 }
@@ -78,14 +73,12 @@ TEST_F(MessageTest, PostingFromOtherThreadsEndsTheWait) {
                 EXPECT_TRUE(PostMessage(window, WM_USER, 0, 0));
         }).join();
     };
-    clock.WhenIdle(post_from_a_thread);
-    clock.WhenIdle(post_from_a_thread);
+    clock.steps = {post_from_a_thread, post_from_a_thread};
     RunLoop();
     EXPECT_EQ(received, 2 * kEach);
-    clock.WhenIdle([] { ADD_FAILURE() << "waited on"; });
+    clock.steps = {[] { ADD_FAILURE() << "waited on"; }};
     PostMessage(window, WM_USER, 0, 0);
     clock.Wait(-1);
-    clock.DropSteps();
 }
 
 TEST_F(MessageTest, QuitEndsTheLoopOnceAfterWhatWasPosted) {
@@ -94,7 +87,7 @@ TEST_F(MessageTest, QuitEndsTheLoopOnceAfterWhatWasPosted) {
     EXPECT_EQ(RunLoop(), 7U);
     EXPECT_THAT(TakeLog(), ElementsAre("w:user"));
     PostMessage(window, WM_QUIT, 0, 0);
-    clock.WhenIdle([] { PostQuitMessage(1); });
+    clock.steps = {[] { PostQuitMessage(1); }};
     EXPECT_EQ(RunLoop(), 1U) << "the posted one ended the loop, or the first one lasted";
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
@@ -125,7 +118,7 @@ TEST_F(MessageTest, OnlyArrowsRepeat) {
     for (const int key : {VK_LEFT, VK_UP, VK_DOWN, VK_RIGHT, VK_RETURN, VK_F1, VK_F4}) {
         for (const Kind kind : {Kind::Press, Kind::Repeat, Kind::Repeat, Kind::Release})
             keys.Put(key, kind);
-        std::vector<std::string> expected(key >= VK_LEFT && key <= VK_DOWN ? 3 : 1, "w:keydown");
+        Log expected(key >= VK_LEFT && key <= VK_DOWN ? 3 : 1, "w:keydown");
         expected.emplace_back("w:keyup");
         EXPECT_EQ(Received(), expected) << key;
     }
@@ -136,14 +129,25 @@ TEST_F(MessageTest, OnlyArrowsRepeat) {
     EXPECT_THAT(Received(), IsEmpty()) << "no key, or none that was pressed";
 }
 
-TEST_F(MessageTest, AtMostSixteenKeysWait) {
-    for (int i = 0; i < 20; ++i)
-        keys.Type(VK_F1);
-    const auto log = Received();
-    EXPECT_EQ(std::count(log.begin(), log.end(), "w:keydown"), 16);
-    EXPECT_EQ(std::count(log.begin(), log.end(), "w:keyup"), 16) << "a release without its press";
-    keys.Type(VK_F2);
-    EXPECT_THAT(Received(), ElementsAre("w:keydown", "w:keyup"));
+TEST_F(MessageTest, AtMostSixteenKeysWaitAndDroppedOnesDoNot) {
+    const auto type = [this](int times) {
+        for (int i = 0; i < times; ++i)
+            keys.Type(VK_F1);
+    };
+    type(20);
+    EXPECT_EQ(KeysReceived(), 16);
+    MwLetKeysWait(TRUE);
+    type(20);
+    EXPECT_EQ(KeysReceived(), 0);
+    MwDropKeys();
+    type(10);
+    MwLetKeysWait(FALSE);
+    EXPECT_EQ(KeysReceived(), 10);
+    type(3);
+    MwDropKeys();
+    EXPECT_EQ(KeysReceived(), 0) << "not yet taken, and dropped all the same";
+    type(20);
+    EXPECT_EQ(KeysReceived(), 16);
 }
 
 TEST_F(MessageTest, TranslationMakesCharacters) {
@@ -171,48 +175,58 @@ TEST_F(MessageTest, KeysGoToTheFocus) {
     EXPECT_THAT(Received(), testing::Contains("c:keydown"));
     ShowWindow(child, SW_HIDE);
     EXPECT_EQ(GetFocus(), window) << "a hidden window keeps no focus";
+    SetFocus(nullptr);
+    EXPECT_EQ(GetFocus(), nullptr);
+    RunUntilIdle();
+    HWND other = CreateProbe("o", nullptr, {50, 50, 150, 150}, WS_POPUP | WS_VISIBLE, kRed);
+    EXPECT_EQ(GetForegroundWindow(), other);
+    for (HWND chosen : {window, other, window}) {
+        chosen == other ? SetForegroundWindow(chosen) != FALSE : SetActiveWindow(chosen) != nullptr;
+        EXPECT_EQ(GetFocus(), chosen);
+        RunUntilIdle();
+        EXPECT_EQ(At(75, 75), chosen == other ? kRedPixel : kGreenPixel) << "on top";
+    }
+    DestroyWindow(other);
+    RunUntilIdle();
     EnableWindow(window, FALSE);
     TakeLog();
     keys.Put(VK_F2, Kind::Press);
-    EXPECT_THAT(Received(), ElementsAre("w:erase", "w:paint")) << "nobody may have the key";
+    EXPECT_THAT(Received(), IsEmpty()) << "nobody may have the key";
 }
 
 // ---- Timers ----
 
 TEST_F(MessageTest, TimersKeepTheirBeat) {
     SetTimer(window, 5, 40, CountTick);
-    EXPECT_EQ(TicksWithin(400).size(), 10U);
-    EXPECT_EQ(TicksAfter(50).size(), 1U) << "late by 10";
-    EXPECT_EQ(TicksWithin(29).size(), 0U);
-    EXPECT_EQ(TicksWithin(1).size(), 1U);
-    EXPECT_EQ(TicksAfter(1000).size(), 1U) << "missed ticks are left out";
-    EXPECT_EQ(TicksWithin(39).size(), 0U);
-    EXPECT_EQ(TicksWithin(1).size(), 1U);
-    clock.SetTime(0xFFFFFFF0U);  // before the wrap of the tick count
+    EXPECT_EQ(TicksWithin(400), 10U);
+    EXPECT_EQ(TicksAfter(50), 1U) << "late by 10";
+    EXPECT_EQ(TicksWithin(29), 0U);
+    EXPECT_EQ(TicksWithin(1), 1U);
+    EXPECT_EQ(TicksAfter(1000), 1U) << "missed ticks are left out";
+    EXPECT_EQ(TicksWithin(39), 0U);
+    EXPECT_EQ(TicksWithin(1), 1U);
+    clock.now = 0xFFFFFFF0U;  // before the wrap of the tick count
     SetTimer(window, 5, 40, CountTick);
-    EXPECT_EQ(TicksWithin(39).size(), 0U);
-    EXPECT_EQ(TicksWithin(81).size(), 3U);
+    EXPECT_EQ(TicksWithin(39), 0U);
+    EXPECT_EQ(TicksWithin(81), 3U);
 }
 
 TEST_F(MessageTest, SameIdReplacesAndKillEnds) {
     EXPECT_EQ(SetTimer(window, 0x10000005, 200, CountTick), 0x10000005U);
     EXPECT_EQ(SetTimer(window, 0x10000005, 50, CountTick), 0x10000005U);
-    EXPECT_EQ(TicksWithin(200).size(), 4U);
+    EXPECT_EQ(TicksWithin(200), 4U);
     EXPECT_TRUE(KillTimer(window, 0x10000005));
     EXPECT_FALSE(KillTimer(window, 0x10000005));
-    EXPECT_EQ(TicksWithin(200).size(), 0U);
+    EXPECT_EQ(TicksWithin(200), 0U);
     EXPECT_NE(SetTimer(nullptr, 0, 10, CountTick), 0U);
-    EXPECT_EQ(TicksWithin(10).size(), 1U);
+    EXPECT_EQ(TicksWithin(10), 1U);
     EXPECT_EQ(SetTimer(reinterpret_cast<HWND>(12345), 1, 10, CountTick), 0U);
-}
-
-TEST_F(MessageTest, ATimerKilledAfterItsMessageWasTakenIsNotCalled) {
-    SetTimer(window, 1, 10, CountTick);
-    clock.Advance(10);
+    // Killed after its message was taken: not called.
     MSG message{};
-    ASSERT_TRUE(GetMessage(&message, nullptr, 0, 0));
-    ASSERT_EQ(message.message, WM_TIMER);
+    SetTimer(window, 1, 1, CountTick);
+    ASSERT_TRUE(GetMessage(&message, window, WM_TIMER, WM_TIMER));
     KillTimer(window, 1);
+    g_ticks.clear();
     DispatchMessage(&message);
     EXPECT_THAT(g_ticks, IsEmpty());
 }
@@ -222,7 +236,7 @@ TEST_F(MessageTest, NoTimerStarvesAnother) {
     static FakeClock* slow_clock;
     slow_clock = &clock;
     SetTimer(window, 1, 10, [](HWND, UINT, UINT id, DWORD) {
-        slow_clock->Advance(25);
+        slow_clock->now += 25;
         g_ticks.push_back(id);
     });
     SetTimer(window, 2, 50, CountTick);
@@ -242,7 +256,8 @@ TEST_F(MessageTest, ATimerProcedureMayKillAndSetTimers) {
             SetTimer(w, other, 100000, nullptr);
         SetTimer(w, id + 1, 10, CountTick);
     });
-    EXPECT_THAT(TicksWithin(25), ElementsAre(1U, 2U));
+    TicksWithin(25);
+    EXPECT_THAT(g_ticks, ElementsAre(1U, 2U));
 }
 
 }  // namespace

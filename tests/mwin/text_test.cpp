@@ -9,6 +9,7 @@
 #include "mwin/text_coding.h"
 #include "tests/mwin/gdi_canvas.h"
 
+namespace mwin_test {
 namespace {
 
 const std::string kFonts = "/usr/share/fonts/truetype/";
@@ -28,7 +29,7 @@ class Text : public testing::Test {
         mwin::SetFontSubstitute(FindTestFont);
         MwSetTextCoding(1);
         Use("Mono.ttf", 20);
-        SetTextColor(canvas.dc.get(), RGB(255, 255, 255));
+        SetTextColor(canvas.dc.get(), kWhite);
         SetBkMode(canvas.dc.get(), TRANSPARENT);
     }
     void TearDown() override { DeleteObject(font); }
@@ -48,6 +49,7 @@ class Text : public testing::Test {
         TextOut(canvas.dc.get(), x, y, text, -1);
         return canvas.Ink();
     }
+    static std::vector<LONG> Edges(const RECT& r) { return {r.left, r.top, r.right, r.bottom}; }
     long BrightnessOf(const char* text) {
         InkOf(text);
         return canvas.Brightness();
@@ -146,9 +148,9 @@ TEST_F(Text, Aligns) {
         canvas.Clear();
         RECT rect = box;
         EXPECT_EQ(DrawText(canvas.dc.get(), "HH", -1, &rect, c.format), 20) << c.format;
-        EXPECT_EQ(canvas.Ink().left, first.left + c.x) << c.format;
-        EXPECT_EQ(canvas.Ink().top, first.top + c.y) << c.format;
-        EXPECT_EQ(canvas.Ink().right, first.right + c.x) << c.format;
+        EXPECT_EQ(Edges(canvas.Ink()),
+                  Edges({first.left + c.x, first.top + c.y, first.right + c.x, first.bottom + c.y}))
+            << c.format;
     }
     canvas.Clear();
     RECT narrow{20, 10, 25, 18};
@@ -157,20 +159,21 @@ TEST_F(Text, Aligns) {
     EXPECT_TRUE(ink.left >= 20 && ink.right <= 25 && ink.top >= 10 && ink.bottom <= 18);
 }
 
-TEST_F(Text, BackgroundAndEdges) {
-    InkOf("Ag");
+TEST_F(Text, EdgesBackgroundAndRim) {
+    const RECT plain = InkOf("Ag", 10, 30);
     for (int i = 0; i < 200 * 100; ++i) {  // only between the key colour and white
         const std::uint32_t pixel = canvas.surface.Pixels()[i];
         ASSERT_EQ(pixel, 0xFF000000U + (pixel & 255) * 0x010101U);
         ASSERT_GE(pixel & 255, 1U);
     }
+    EXPECT_EQ(SetTextRim(canvas.dc.get(), kWhite), 0U);
+    EXPECT_EQ(Edges(InkOf("Ag", 10, 30)), Edges({plain.left - 1, plain.top - 1, plain.right + 1, plain.bottom + 1}));
+    EXPECT_EQ(SetTextRim(canvas.dc.get(), 0), kWhite);
     SetBkMode(canvas.dc.get(), OPAQUE);
-    SetBkColor(canvas.dc.get(), RGB(255, 0, 0));
-    const RECT ink = InkOf("  ", 10, 30);
-    EXPECT_THAT((std::vector<LONG>{ink.left, ink.top, ink.right, ink.bottom}),
-                testing::ElementsAre(10, 30, 10 + Width("  "), 50));
-    EXPECT_EQ(canvas.At(11, 31), 0xFFFF0000);
-    EXPECT_EQ(SetBkColor(canvas.dc.get(), 0), RGB(255, 0, 0));
+    SetBkColor(canvas.dc.get(), kRed);
+    EXPECT_EQ(Edges(InkOf("  ", 10, 30)), Edges({10, 30, 10 + Width("  "), 50}));
+    EXPECT_EQ(canvas.At(11, 31), kRedPixel);
+    EXPECT_EQ(SetBkColor(canvas.dc.get(), 0), kRed);
     EXPECT_EQ(SetBkMode(canvas.dc.get(), 77), 0);
 }
 
@@ -180,7 +183,7 @@ TEST_F(Text, EveryCharacterLeavesInk) {
     // A box is an outline.
     const RECT box = canvas.Ink();
     for (int x = box.left; x < box.right; ++x)
-        EXPECT_EQ(canvas.At(x, box.top), 0xFFFFFFFF);
+        EXPECT_EQ(canvas.At(x, box.top), kWhitePixel);
     EXPECT_EQ(canvas.At((box.left + box.right) / 2, (box.top + box.bottom) / 2), GdiCanvas::kBackground);
 }
 
@@ -230,7 +233,7 @@ TEST(TextDeathTest, WithoutAnyFontBoxesAndOneMessage) {
             GdiCanvas canvas(60, 30);
             for (const char* name : {"A.ttf", "B.ttf"})
                 SelectObject(canvas.dc.get(), CreateFont(20, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, name));
-            SetTextColor(canvas.dc.get(), RGB(255, 255, 255));
+            SetTextColor(canvas.dc.get(), kWhite);
             SetBkMode(canvas.dc.get(), TRANSPARENT);
             TextOut(canvas.dc.get(), 0, 0, "ab", 2);
             fflush(stdout);
@@ -265,3 +268,4 @@ TEST(GlyphCache, StaysWithinItsBound) {
 }
 
 }  // namespace
+}  // namespace mwin_test
