@@ -49,28 +49,21 @@ class ControlTest : public WindowSystemTest {
 
 TEST_F(ControlTest, StaticIsColouredByItsParentAndItsStyleSaysWhereTheTextStands) {
     HFONT font = CreateFont(20, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "Arial.ttf");
-    const struct {
-        DWORD style;
-        RECT text, empty;
-    } cases[] = {{SS_LEFT, {10, 50, 30, 70}, {40, 10, 110, 110}},
-                 {SS_CENTER, {50, 50, 70, 70}, {10, 10, 50, 110}},
-                 {SS_RIGHT, {90, 50, 110, 70}, {10, 10, 80, 110}}};
-    for (const auto& c : cases) {
-        Create("STATIC", c.style, "M");
+    for (const auto& [style, text, beside] :
+         Table<DWORD, RECT, RECT>{{SS_LEFT, {10, 50, 30, 70}, {40, 10, 110, 110}},
+                                  {SS_CENTER, {50, 50, 70, 70}, {10, 10, 50, 110}},
+                                  {SS_RIGHT, {90, 50, 110, 70}, {10, 10, 80, 110}}}) {
+        Create("STATIC", style, "M");
         Send(WM_SETFONT, reinterpret_cast<WPARAM>(font));
-        EXPECT_EQ(Send(WM_GETFONT), reinterpret_cast<LRESULT>(font));
         RunUntilIdle();
         EXPECT_EQ(colored, control);
         EXPECT_EQ(At(11, 11), kRedPixel);
-        EXPECT_TRUE(Any(c.text)) << c.style;
-        EXPECT_FALSE(Any(c.empty)) << c.style;
-        EXPECT_FALSE(Any({10, 10, 110, 49})) << "in the middle of the height";
+        EXPECT_TRUE(Any(text) && !Any(beside) && !Any({10, 10, 110, 49})) << style;
     }
     brush = nullptr;
     InvalidateRect(control, nullptr, FALSE);
     RunUntilIdle();
     EXPECT_EQ(At(11, 11), kGreyPixel) << "no brush: the default one";
-    DeleteObject(font);
 }
 
 TEST_F(ControlTest, SettingWhatIsShownRepaintsNothing) {
@@ -99,16 +92,12 @@ TEST_F(ControlTest, ProgressBarDrawsWhatChanged) {
     Create("msctls_progress32", 0);
     Send(PBM_SETRANGE, 0, 1000000);
     RunUntilIdle();
-    const struct {
-        int position, repainted_columns, filled_columns;
-    } cases[] = {{500000, 50, 50}, {500001, 0, 50}, {250000, 25, 25}, {-5, 25, 0}, {2000000, 100, 100}};
-    for (const auto& c : cases) {
-        Send(PBM_SETPOS, static_cast<WPARAM>(c.position));
-        EXPECT_EQ(Repainted(), c.repainted_columns * 100) << c.position;
-        int filled = 0;
-        while (filled < 100 && At(10 + filled, 50) == kHighlightPixel)
-            ++filled;
-        EXPECT_EQ(filled, c.filled_columns) << c.position;
+    for (const auto& [position, repainted, filled] :
+         Table<int, int, int>{{500000, 50, 50}, {500001, 0, 50}, {250000, 25, 25}, {-5, 25, 0}, {2000000, 100, 100}}) {
+        Send(PBM_SETPOS, static_cast<WPARAM>(position));
+        EXPECT_EQ(Repainted(), repainted * 100) << position;
+        EXPECT_TRUE(filled == 0 || At(9 + filled, 50) == kHighlightPixel) << position;
+        EXPECT_TRUE(filled == 100 || At(10 + filled, 50) == kTrackPixel) << position;
     }
     Send(PBM_SETRANGE);
     RunUntilIdle();
@@ -129,27 +118,18 @@ class ListBoxTest : public ControlTest {
 
 TEST_F(ListBoxTest, RowsHoldTextIconAndData) {
     char text[16] = "";
-    EXPECT_EQ(Send(LB_GETCOUNT), 6);
-    EXPECT_EQ(Send(LB_GETCURSEL), LB_ERR);
-    EXPECT_EQ(Send(LB_GETTEXT, 3, text), 5);
-    EXPECT_STREQ(text, "three");
-    EXPECT_EQ(Send(LB_GETTEXTLEN, 2), 3);
-    EXPECT_EQ(Send(LB_SETITEMDATA, 2, 77), 0);
-    EXPECT_EQ(Send(LB_DELETESTRING, 0), 5);
+    EXPECT_TRUE(Send(LB_GETTEXT, 3, text) == 5 && text == std::string("three") && Send(LB_GETTEXTLEN, 3) == 5);
+    EXPECT_TRUE(Send(LB_SETITEMDATA, 2, 77) == 0 && Send(LB_DELETESTRING, 0) == 5 && Send(LB_GETITEMDATA, 1) == 77);
     EXPECT_GT(Repainted(), 0);
-    EXPECT_EQ(Send(LB_GETITEMDATA, 1), 77);
     for (const UINT message :
          {LB_GETTEXT, LB_GETTEXTLEN, LB_GETITEMDATA, LB_SETITEMICON, LB_DELETESTRING, LB_SETCURSEL})
         EXPECT_EQ(Send(message, 5), LB_ERR) << message;
     Send(LB_SETITEMICON, 0, picture);
     RunUntilIdle();
-    for (const int edge : {12, 32})
-        EXPECT_EQ(At(edge, edge), kGreenPixel);
-    EXPECT_TRUE(Any({38, 10, 106, 35})) << "its text";
-    EXPECT_FALSE(Any({10, 10, 38, 35})) << "beside the icon";
+    EXPECT_TRUE(At(12, 12) == kGreenPixel && At(32, 32) == kGreenPixel);
+    EXPECT_TRUE(Any({38, 10, 106, 35}) && !Any({10, 10, 38, 35})) << "its text beside the icon";
     picture->FreeMemGC(picture);
     Send(LB_RESETCONTENT);
-    EXPECT_EQ(Send(LB_GETCOUNT), 0);
     Send(WM_KEYDOWN, VK_DOWN);
     EXPECT_EQ(Send(LB_GETCURSEL), LB_ERR);
 }
@@ -157,77 +137,45 @@ TEST_F(ListBoxTest, RowsHoldTextIconAndData) {
 TEST_F(ListBoxTest, KeysMoveTheSelectionIntoView) {
     Send(LB_SETCURSEL, 0);
     EXPECT_TRUE(commands.empty()) << "only keys notify";
-    const struct {
-        WPARAM key;
-        int selected, top;
-    } steps[] = {{VK_UP, 0, 0},   {VK_DOWN, 1, 0}, {VK_RIGHT, 2, 0}, {VK_DOWN, 3, 0}, {VK_DOWN, 4, 1}, {VK_END, 5, 2},
-                 {VK_DOWN, 5, 2}, {VK_LEFT, 4, 2}, {VK_PRIOR, 0, 0}, {VK_NEXT, 4, 1}, {VK_HOME, 0, 0}, {VK_F1, 0, 0}};
-    for (const auto& step : steps) {
-        Send(WM_KEYDOWN, step.key);
-        EXPECT_EQ(Send(LB_GETCURSEL), step.selected) << "step " << &step - steps;
-        EXPECT_EQ(Send(LB_GETTOPINDEX), step.top) << "step " << &step - steps;
+    for (const auto& [key, selected, top] : Table<WPARAM, int, int>{{VK_UP, 0, 0},
+                                                                    {VK_DOWN, 1, 0},
+                                                                    {VK_RIGHT, 2, 0},
+                                                                    {VK_DOWN, 3, 0},
+                                                                    {VK_DOWN, 4, 1},
+                                                                    {VK_END, 5, 2},
+                                                                    {VK_DOWN, 5, 2},
+                                                                    {VK_LEFT, 4, 2},
+                                                                    {VK_PRIOR, 0, 0},
+                                                                    {VK_NEXT, 4, 1},
+                                                                    {VK_HOME, 0, 0},
+                                                                    {VK_F1, 0, 0}}) {
+        SCOPED_TRACE(testing::Message() << key << " to " << selected);
+        Send(WM_KEYDOWN, key);
         RunUntilIdle();
-        EXPECT_EQ(At(60, 12 + 25 * (step.selected - step.top)), kHighlightPixel) << "step " << &step - steps;
+        EXPECT_TRUE(Send(LB_GETCURSEL) == selected && Send(LB_GETTOPINDEX) == top);
+        EXPECT_EQ(At(60, 12 + 25 * (selected - top)), kHighlightPixel);
         // The mark beside the rows tells which of them are shown.
-        EXPECT_EQ(At(108, 12) == kBlackPixel, step.top == 0) << "step " << &step - steps;
-        EXPECT_EQ(At(108, 108) == kBlackPixel, step.top == 2) << "step " << &step - steps;
+        EXPECT_EQ(At(108, 12) == kBlackPixel, top == 0);
+        EXPECT_EQ(At(108, 108) == kBlackPixel, top == 2);
     }
-    EXPECT_THAT(commands, testing::AllOf(testing::SizeIs(9), testing::Each(MAKEWPARAM(9, LBN_SELCHANGE))));
+    EXPECT_THAT(commands, testing::AllOf(testing::SizeIs(9), Each(MAKEWPARAM(9, LBN_SELCHANGE))));
 }
 
-TEST_F(ListBoxTest, OnlyTheRowsThatChangeAreDrawn) {
-    const RECT rows[] = {{10, 10, 106, 34}, {10, 36, 106, 59}};
+TEST_F(ListBoxTest, TheSelectedRowIsHighlightedAndFramedAndOnlyChangesAreDrawn) {
     text_color = kBlack;
     InvalidateRect(control, nullptr, FALSE);
-    for (const int selected : {0, 1, 0}) {
+    for (const auto& [focus, selected, repainted_rows] :
+         Table<HWND, int, int>{{parent, 1, 4}, {control, 1, 1}, {control, 1, 0}, {control, 0, 2}, {parent, 0, 1}}) {
+        SetFocus(focus);
         Send(LB_SETCURSEL, static_cast<WPARAM>(selected));
-        EXPECT_GT(Repainted(), 0);
+        EXPECT_EQ(Repainted(), repainted_rows * 25 * 100);
         for (const int row : {0, 1}) {
-            EXPECT_EQ(Any(rows[row], kRedPixel), row != selected);
-            EXPECT_EQ(Any(rows[row], kBlackPixel), row != selected);
-            EXPECT_EQ(Any(rows[row], kWhitePixel), row == selected) << "text on the highlight";
+            const RECT inside{11, 11 + 25 * row, 106, 34 + 25 * row};
+            EXPECT_EQ(Any(inside, kBlackPixel) && Any(inside, kRedPixel), row != selected);
+            EXPECT_EQ(Any(inside, kWhitePixel) && Any(inside, kHighlightPixel), row == selected);
+            EXPECT_EQ(At(10, 10 + 25 * row) == kWhitePixel, row == selected && focus == control);
         }
     }
-    Send(LB_SETCURSEL, 1);
-    EXPECT_EQ(Repainted(), 2 * 25 * 100);
-    Send(LB_SETCURSEL, 1);
-    EXPECT_EQ(Repainted(), 0);
-}
-
-TEST_F(ListBoxTest, TextStaysInItsRow) {
-    // Of 100 pixels of width and 25 of height, less the margins and the scroll mark.
-    Send(LB_RESETCONTENT);
-    HFONT font = CreateFont(12, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "Arial.ttf");
-    Send(WM_SETFONT, reinterpret_cast<WPARAM>(font));
-    for (const char* row : {"", "MMM MMM MMM MMM MMM MMM", "MMMMMMMMMMMMMMMMMM", "", "", "x"})
-        Send(LB_ADDSTRING, 0, row);
-    RunUntilIdle();
-    EXPECT_TRUE(Any({14, 35, 102, 47})) << "two lines";
-    EXPECT_TRUE(Any({14, 48, 102, 60}));
-    EXPECT_FALSE(Any({10, 10, 110, 35})) << "the empty rows around";
-    EXPECT_FALSE(Any({10, 85, 110, 110}));
-    EXPECT_FALSE(Any({102, 35, 106, 85})) << "beside the scroll mark";
-    DeleteObject(font);
-}
-
-TEST_F(ListBoxTest, FocusFramesTheSelectedRow) {
-    const struct {
-        HWND focus;
-        WPARAM selected;
-        bool framed;  // the second row
-    } steps[] = {{parent, 1, false}, {control, 1, true}, {control, 0, false}, {parent, 1, false}};
-    for (const auto& step : steps) {
-        SetFocus(step.focus);
-        Send(LB_SETCURSEL, step.selected);
-        RunUntilIdle();
-        EXPECT_EQ(At(10, 35) == kWhitePixel && At(100, 59) == kWhitePixel, step.framed) << &step - steps;
-    }
-    SetFocus(control);
-    RunUntilIdle();
-    EXPECT_EQ(At(10, 35), kWhitePixel);
-    SetFocus(parent);
-    RunUntilIdle();
-    EXPECT_NE(At(10, 35), kWhitePixel);
 }
 
 }  // namespace

@@ -8,9 +8,15 @@
 #include <string>
 
 #include "mwin/device_context.h"
-#include "tests/mwin/colors.h"
+#include "tests/mwin/common.h"
 
 namespace mwin_test {
+
+// Every channel within the tolerance.
+inline void ExpectNear(std::uint32_t pixel, std::uint32_t expected, int tolerance) {
+    for (int shift = 0; shift < 32; shift += 8)
+        EXPECT_NEAR(pixel >> shift & 255, expected >> shift & 255, tolerance);
+}
 
 struct GdiCanvas {
     static constexpr std::uint32_t kBackground = 0xFF010101;
@@ -25,11 +31,6 @@ struct GdiCanvas {
         surface.ClearDamage();
     }
     std::uint32_t At(int x, int y) const { return surface.Pixels()[y * surface.Pitch() / 4 + x]; }
-    // Every channel within the tolerance.
-    void ExpectNear(int x, int y, std::uint32_t expected, int tolerance) const {
-        for (int shift = 0; shift < 32; shift += 8)
-            EXPECT_NEAR(At(x, y) >> shift & 255, expected >> shift & 255, tolerance) << x << "," << y;
-    }
     // Each row with one character per pixel ('.' background, R, G, B, white, K for black, '?' any other) up to its last
     // one that is drawn, and a slash between rows.
     std::string Drawn() const {

@@ -37,52 +37,39 @@ TEST(GdiDrawing, ShapesAreClippedAndTellTheirDamage) {
     HBRUSH const blue = CreateSolidBrush(kBlue);
     HGDIOBJ const none = GetStockObject(NULL_BRUSH);
     HPEN const no_pen = GetStockObject(NULL_PEN);
-    const auto pen = [](int width, COLORREF color = kRed) { return CreatePen(PS_SOLID, width, color); };
-    const struct {
-        const char* name;
-        How how;
-        HPEN pen;
-        HBRUSH brush;
-        std::vector<POINT> points;
-        const char* expected;
-    } shapes[] = {
-        {"rectangle", How::Fill, nullptr, nullptr, {{-5, 1}, {3, 3}}, "//RRRR/RRRR"},
-        {"empty rectangle", How::Fill, nullptr, nullptr, {{3, 3}, {1, 1}}, ""},
-        {"far rectangle", How::Fill, nullptr, nullptr, {{INT_MIN, INT_MIN}, {kFar, 1}}, "RRRRRRRR/RRRRRRRR"},
-        {"brush", How::FillByBrush, nullptr, blue, {{6, 2}, {100, 100}}, "///.......B/.......B"},
-        {"null brush", How::FillByBrush, nullptr, none, {{0, 0}, {9, 9}}, ""},
-        {"black brush", How::FillByBrush, nullptr, GetStockObject(BLACK_BRUSH), {{0, 0}, {1, 1}}, "/.K"},
-        {"default box", How::Box, nullptr, nullptr, {{0, 0}, {4, 3}}, "/.KKKK/.KWWK/.KKKK"},
-        {"box", How::Box, pen(2), none, {{0, 0}, {6, 9}}, "/.RRRRRR/.RRRRRR/.RR..RR/.RR..RR"},
-        {"lines", How::Lines, pen(1), none, {{0, 0}, {3, 0}, {3, 2}, {0, 2}, {0, 1}}, "/.RRRR/....R/.RRRR"},
-        {"diagonal", How::Lines, pen(1), none, {{0, 0}, {6, 3}}, "/.R/..RR/....RR/......R"},
-        {"thick line", How::Lines, pen(3), none, {{1, 1}, {4, 1}}, "/.RRRRR/.RRRRR/.RRRRR"},
-        {"far line", How::Lines, pen(1, kGreen), none, {{INT_MIN, 2}, {kFar, 2}}, "///GGGGGGGG"},
-        {"polygon", How::Area, pen(1), blue, {{0, 3}, {3, 0}, {6, 3}}, "/....R/...RBR/..RBBBR/.RRRRRRR"},
-        {"two corners", How::Area, pen(1), blue, {{0, 1}, {3, 1}}, "//.RRRR"},
-        {"even-odd",
-         How::Area,
-         no_pen,
-         blue,
-         {{0, 0}, {7, 0}, {7, 4}, {0, 4}, {0, 0}, {2, 1}, {5, 1}, {5, 3}, {2, 3}, {2, 1}},
-         "/.BBBBBBB/.BB...BB/.BB...BB/.BBBBBBB"},
-        {"far polygon",
-         How::Area,
-         no_pen,
-         blue,
-         {{INT_MIN, 3}, {kFar, 3}, {kFar, kFar}, {INT_MIN, kFar}},
-         "////BBBBBBBB"},
-        {"pixels", How::Dots, nullptr, nullptr, {{2, 1}, {7, 0}, {INT_MIN, INT_MAX}}, "//...G"},
-    };
-    for (const auto& shape : shapes) {
-        SCOPED_TRACE(shape.name);
+    const auto red_pen = [](int width) { return CreatePen(PS_SOLID, width, kRed); };
+    const std::vector<POINT> frame{{0, 0}, {7, 0}, {7, 4}, {0, 4}, {0, 0}, {2, 1}, {5, 1}, {5, 3}, {2, 3}, {2, 1}};
+    for (const auto& [name, how, pen, brush, points, expected] :
+         Table<const char*, How, HPEN, HBRUSH, std::vector<POINT>, const char*>{
+             {"rectangle", How::Fill, no_pen, none, {{-5, 1}, {3, 3}}, "//RRRR/RRRR"},
+             {"empty rectangle", How::Fill, no_pen, none, {{3, 3}, {1, 1}}, ""},
+             {"far rectangle", How::Fill, no_pen, none, {{INT_MIN, INT_MIN}, {kFar, 1}}, "RRRRRRRR/RRRRRRRR"},
+             {"brush", How::FillByBrush, no_pen, blue, {{6, 2}, {100, 100}}, "///.......B/.......B"},
+             {"null brush", How::FillByBrush, no_pen, none, {{0, 0}, {9, 9}}, ""},
+             {"default box", How::Box, nullptr, nullptr, {{0, 0}, {4, 3}}, "/.KKKK/.KWWK/.KKKK"},
+             {"box", How::Box, red_pen(2), none, {{0, 0}, {6, 9}}, "/.RRRRRR/.RRRRRR/.RR..RR/.RR..RR"},
+             {"lines", How::Lines, red_pen(1), none, {{0, 0}, {3, 0}, {3, 2}, {0, 2}, {0, 1}}, "/.RRRR/....R/.RRRR"},
+             {"diagonal", How::Lines, red_pen(1), none, {{0, 0}, {6, 3}}, "/.R/..RR/....RR/......R"},
+             {"thick line", How::Lines, red_pen(3), none, {{1, 1}, {4, 1}}, "/.RRRRR/.RRRRR/.RRRRR"},
+             {"far line", How::Lines, red_pen(1), none, {{INT_MIN, 2}, {kFar, 2}}, "///RRRRRRRR"},
+             {"polygon", How::Area, red_pen(1), blue, {{0, 3}, {3, 0}, {6, 3}}, "/....R/...RBR/..RBBBR/.RRRRRRR"},
+             {"two corners", How::Area, red_pen(1), blue, {{0, 1}, {3, 1}}, "//.RRRR"},
+             {"even-odd", How::Area, no_pen, blue, frame, "/.BBBBBBB/.BB...BB/.BB...BB/.BBBBBBB"},
+             {"far polygon",
+              How::Area,
+              no_pen,
+              blue,
+              {{INT_MIN, 3}, {kFar, 3}, {kFar, kFar}, {INT_MIN, kFar}},
+              "////BBBBBBBB"},
+             {"pixels", How::Dots, no_pen, none, {{2, 1}, {7, 0}, {INT_MIN, INT_MAX}}, "//...G"}}) {
+        SCOPED_TRACE(name);
         GdiCanvas canvas(9, 6);
         canvas.dc->origin = {1, 1};
         canvas.dc->clip = mwin::Region(RECT{0, 0, 8, 5});
-        SelectObject(canvas.dc.get(), shape.pen);
-        SelectObject(canvas.dc.get(), shape.brush);
-        Draw(canvas.dc.get(), shape.how, shape.brush, shape.points);
-        EXPECT_EQ(canvas.Drawn(), shape.expected);
+        SelectObject(canvas.dc.get(), pen);
+        SelectObject(canvas.dc.get(), brush);
+        Draw(canvas.dc.get(), how, brush, points);
+        EXPECT_EQ(canvas.Drawn(), expected);
         // Painting the damage over leaves nothing.
         const mwin::Region damage = canvas.surface.Damage();
         int count = 0;
@@ -98,41 +85,32 @@ TEST(GdiObjects, DeletionIsSafe) {
     GdiCanvas canvas(4, 1);
     HDC dc = canvas.dc.get();
     const RECT all{0, 0, 4, 1};
-    for (const int index : {WHITE_BRUSH, NULL_BRUSH, WINDOW_ERASES_BRUSH, BLACK_PEN, SYSTEM_FONT}) {
-        HGDIOBJ stock = GetStockObject(index);
-        ASSERT_NE(stock, nullptr) << index;
-        EXPECT_FALSE(DeleteObject(stock));
-        EXPECT_EQ(GetStockObject(index), stock);
-    }
-    for (const int index : {-1, 11})
-        EXPECT_EQ(GetStockObject(index), nullptr) << index;
+    for (const int index : {WHITE_BRUSH, NULL_BRUSH, WINDOW_ERASES_BRUSH, BLACK_PEN, SYSTEM_FONT})
+        EXPECT_TRUE(GetStockObject(index) != nullptr && !DeleteObject(GetStockObject(index))) << index;
+    EXPECT_TRUE(GetStockObject(-1) == nullptr && GetStockObject(11) == nullptr);
+    EXPECT_TRUE(FillRect(dc, &all, GetStockObject(BLACK_BRUSH)));
+    EXPECT_EQ(canvas.Drawn(), "KKKK");
 
     // Equal brushes count their users: a deletion by one user leaves the other's.
-    HBRUSH first = CreateSolidBrush(RGB(1, 2, 3));
-    HBRUSH second = CreateSolidBrush(RGB(1, 2, 3));
-    EXPECT_TRUE(DeleteObject(first));
-    EXPECT_TRUE(FillRect(dc, &all, second));
-    EXPECT_EQ(canvas.At(3, 0), 0xFF010203);
+    HBRUSH first = CreateSolidBrush(kGreen);
+    HBRUSH second = CreateSolidBrush(kGreen);
+    EXPECT_TRUE(DeleteObject(first) && FillRect(dc, &all, second));
+    EXPECT_EQ(canvas.Drawn(), "GGGG");
     EXPECT_TRUE(DeleteObject(second));
-    EXPECT_FALSE(FillRect(dc, &all, second));
-    EXPECT_FALSE(DeleteObject(second));
-    EXPECT_FALSE(FillRect(dc, &all, GetStockObject(BLACK_PEN)));
+    EXPECT_FALSE(FillRect(dc, &all, second) || DeleteObject(second) || FillRect(dc, &all, GetStockObject(BLACK_PEN)));
 
     // A deleted object that is still selected counts as the default one.
-    HBRUSH selected = CreateSolidBrush(RGB(4, 5, 6));
+    HBRUSH selected = CreateSolidBrush(kRed);
+    HFONT font = CreateFont(10, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "Arial.ttf");
     EXPECT_EQ(SelectObject(dc, selected), GetStockObject(WHITE_BRUSH));
+    EXPECT_EQ(SelectObject(dc, font), GetStockObject(SYSTEM_FONT));
     EXPECT_EQ(SelectObject(dc, GetStockObject(NULL_PEN)), GetStockObject(BLACK_PEN));
-    EXPECT_TRUE(DeleteObject(selected));
+    EXPECT_TRUE(DeleteObject(selected) && DeleteObject(font));
     Rectangle(dc, 0, 0, 4, 1);
     EXPECT_EQ(canvas.Drawn(), "WWWW");
-    EXPECT_EQ(SelectObject(dc, selected), nullptr);
-    EXPECT_EQ(SelectObject(dc, nullptr), nullptr);
-    HFONT font = CreateFont(10, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, 0, 0, "Arial.ttf");
-    SelectObject(dc, font);
-    EXPECT_TRUE(DeleteObject(font));
+    EXPECT_TRUE(SelectObject(dc, selected) == nullptr && SelectObject(dc, nullptr) == nullptr);
     SIZE size{};
-    EXPECT_TRUE(GetTextExtentPoint(dc, "x", 1, &size));
-    EXPECT_EQ(size.cy, 16);  // the system font's line
+    EXPECT_TRUE(GetTextExtentPoint(dc, "x", 1, &size) && size.cy == 16) << "the system font's line";
 }
 
 TEST(GdiObjects, NoDeviceNoCrash) {
@@ -151,37 +129,30 @@ TEST(GdiPictures, AreBlendedStretchedAndClipped) {
     constexpr std::uint32_t clear_red = 0x00FF0000, clear_green = 0x0000FF00, clear_white = 0x00FFFFFF,
                             half_white = 0x80FFFFFF, half_black = 0x80000000;
     const RECT all{0, 0, 4, 1};
-    const struct {
-        const char* name;
-        int width, height;
-        std::vector<std::uint32_t> pixels;
-        bool has_alpha;
-        int x, to_width, to_height;
-        RECT clip;
-        std::vector<std::uint32_t> first_row;
-    } cases[] = {
-        {"one to one", 2, 1, {r, w}, false, 1, 2, 1, all, {b, r, w, b}},
-        {"opaque in spite of its alpha bytes", 2, 1, {clear_red, half_white}, false, 1, 2, 1, all, {b, r, w, b}},
-        {"alpha", 4, 1, {clear_white, half_white, w, half_black}, true, 0, 4, 1, all, {b, grey, w, k}},
-        {"shrunk to its mean", 4, 2, {w, k, k, k, k, w, k, k}, false, 0, 2, 1, all, {grey, k, b, b}},
-        {"hidden colours do not bleed", 2, 1, {clear_green, w}, true, 0, 1, 1, all, {grey, b, b, b}},
-        {"stretched to the edges", 1, 1, {w}, true, 0, 4, 1, all, {w, w, w, w}},
-        {"clipped", 4, 1, {r, r, w, w}, false, 0, 4, 1, {1, 0, 3, 1}, {b, r, w, b}},
-        {"clipped and doubled", 4, 1, {r, r, w, w}, false, -4, 8, 1, {1, 0, 9, 9}, {b, w, w, w}},
-        {"nothing to draw on", 1, 1, {w}, false, 0, 0, 5, all, {b, b, b, b}},
-        {"absurd size", 1, 1, {w}, false, INT_MIN, INT_MAX, 5, all, {b, b, b, b}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    using Row = std::vector<std::uint32_t>;
+    // The picture's size and pixels, whether it has alpha; where it is drawn, its size there, the clip; what is seen.
+    for (const auto& [name, width, height, pixels, has_alpha, x, to_width, to_height, clip, first_row] :
+         Table<const char*, int, int, Row, bool, int, int, int, RECT, Row>{
+             {"one to one", 2, 1, {r, w}, false, 1, 2, 1, all, {b, r, w, b}},
+             {"opaque in spite of its alpha bytes", 2, 1, {clear_red, half_white}, false, 1, 2, 1, all, {b, r, w, b}},
+             {"alpha", 4, 1, {clear_white, half_white, w, half_black}, true, 0, 4, 1, all, {b, grey, w, k}},
+             {"shrunk to its mean", 4, 2, {w, k, k, k, k, w, k, k}, false, 0, 2, 1, all, {grey, k, b, b}},
+             {"hidden colours do not bleed", 2, 1, {clear_green, w}, true, 0, 1, 1, all, {grey, b, b, b}},
+             {"stretched to the edges", 1, 1, {w}, true, 0, 4, 1, all, {w, w, w, w}},
+             {"clipped", 4, 1, {r, r, w, w}, false, 0, 4, 1, {1, 0, 3, 1}, {b, r, w, b}},
+             {"clipped and doubled", 4, 1, {r, r, w, w}, false, -4, 8, 1, {1, 0, 9, 9}, {b, w, w, w}},
+             {"nothing to draw on", 1, 1, {w}, false, 0, 0, 5, all, {b, b, b, b}},
+             {"absurd size", 1, 1, {w}, false, INT_MIN, INT_MAX, 5, all, {b, b, b, b}}}) {
+        SCOPED_TRACE(name);
         GdiCanvas canvas(4, 1);
-        canvas.dc->clip = mwin::Region(c.clip);
-        auto pixels = c.pixels;
-        PSD picture = GdCreatePixmap(nullptr, c.width, c.height, 0, pixels.data(), 0);
+        canvas.dc->clip = mwin::Region(clip);
+        Row callers = pixels;
+        PSD picture = GdCreatePixmap(nullptr, width, height, 0, callers.data(), 0);
         ASSERT_NE(picture, nullptr);
-        picture->has_alpha = c.has_alpha;
-        DrawDIBFit(canvas.dc.get(), c.x, 0, c.to_width, c.to_height, picture);
-        for (int x = 0; x < 4; ++x)
-            canvas.ExpectNear(x, 0, c.first_row[static_cast<std::size_t>(x)], 4);  // the filter's rounding
+        picture->has_alpha = has_alpha;
+        DrawDIBFit(canvas.dc.get(), x, 0, to_width, to_height, picture);
+        for (std::size_t i = 0; i < 4; ++i)
+            ExpectNear(canvas.At(static_cast<int>(i), 0), first_row[i], 4);  // the filter's rounding
         picture->FreeMemGC(picture);
         canvas.Clear();
         DrawDIBFit(canvas.dc.get(), 0, 0, 4, 1, picture);
@@ -191,9 +162,7 @@ TEST(GdiPictures, AreBlendedStretchedAndClipped) {
 
 TEST(GdiPictures, PixmapsOwnOnlyTheirOwnPixels) {
     PSD own = GdCreatePixmap(nullptr, 3, 2, 0, nullptr, 0);
-    ASSERT_NE(own, nullptr);
-    EXPECT_EQ(own->pitch, 12);
-    EXPECT_EQ(own->size, 24);
+    ASSERT_TRUE(own != nullptr && own->pitch == 12 && own->size == 24);
     GdiCanvas canvas(3, 2);
     DrawDIBFit(canvas.dc.get(), 0, 0, 3, 2, own);
     EXPECT_EQ(canvas.Drawn(), "KKK/KKK") << "pixels of its own";
@@ -208,9 +177,8 @@ TEST(GdiPictures, PixmapsOwnOnlyTheirOwnPixels) {
         EXPECT_EQ(canvas.Drawn(), "GGG/GGG");
     }
     own->FreeMemGC(own);
-    for (const auto& [width, height] : {std::pair{0, 5}, {5, -1}, {INT_MAX, INT_MAX}, {1, INT_MAX}, {16384, 16384}}) {
+    for (const auto& [width, height] : {std::pair{0, 5}, {5, -1}, {INT_MAX, INT_MAX}, {1, INT_MAX}, {16384, 16384}})
         EXPECT_EQ(GdCreatePixmap(nullptr, width, height, 0, nullptr, 0), nullptr) << width << "x" << height;
-    }
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -8,7 +7,7 @@
 #include <iterator>
 
 #include "mwin/picture_file.h"
-#include "tests/mwin/colors.h"
+#include "tests/mwin/gdi_canvas.h"
 
 namespace mwin_test {
 namespace {
@@ -33,6 +32,8 @@ constexpr char kMakeSamples[] = R"(
     done
     printf '0;1;2;' > scans
     convert colour.jpg ppm:- | cjpeg -scans scans > scans.jpg
+    cp colour.jpg large.jpg && truncate -s 33554433 large.jpg  # a byte too many
+    : > empty.jpg && mkfifo pipe
 )";
 
 mwin::Picture Decode(const std::string& file) {
@@ -67,53 +68,41 @@ class Images : public testing::Test {
 
 TEST_F(Images, JpegColourSpaces) {
     const std::string adobe = "Adobe\0d\0\0\0\0\2"s;  // its last byte: how the inks are coded
-    const struct {
-        const char* name;
-        std::string from, to;  // replaced in the file
-        std::uint32_t expected;
-    } cases[] = {
-        {"colour.jpg", "", "", 0xFFC86432},
-        {"progressive.jpg", "", "", 0xFFC86432},
-        {"scans.jpg", "", "", 0xFFC86432},
-        {"grey.jpg", "", "", 0xFF4D4D4D},
-        {"fine-grey.jpg", "", "", 0xFF4D4D4D},
-        // Inks are stored inverted by programs that sign as Adobe: cyan 255 is no cyan, black 127 is half black.
-        {"inks.jpg", "", "", 0xFF7F4000},
-        {"inks.jpg", adobe, "Adobe\0d\0\0\0\0\0"s, 0xFF336A1A},
-        {"inks.jpg", adobe, "Other\0d\0\0\0\0\2"s, 0xFF4B1564},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name + c.to);
-        std::string file = Sample(c.name);
-        ASSERT_NE(file.find(c.from), std::string::npos);
-        const mwin::Picture picture = Decode(file.replace(file.find(c.from), c.from.size(), c.to));
-        ASSERT_TRUE(picture.pixels);
-        ASSERT_EQ(std::pair(picture.width, picture.height), std::pair(33, 17));
-        for (const std::uint32_t pixel : {picture.pixels[0], picture.pixels[33 * 17 - 1]}) {
-            for (int shift = 0; shift < 32; shift += 8)
-                EXPECT_NEAR(pixel >> shift & 255, c.expected >> shift & 255, 3);
-        }
+    // A file, what is replaced in it and by what; the pixels.
+    for (const auto& [name, from, to, expected] : Table<std::string, std::string, std::string, std::uint32_t>{
+             {"colour.jpg", "", "", 0xFFC86432},
+             {"progressive.jpg", "", "", 0xFFC86432},
+             {"scans.jpg", "", "", 0xFFC86432},
+             {"grey.jpg", "", "", 0xFF4D4D4D},
+             {"fine-grey.jpg", "", "", 0xFF4D4D4D},
+             // Inks are stored inverted by programs that sign as Adobe: cyan 255 is no cyan, black 127 is half black.
+             {"inks.jpg", "", "", 0xFF7F4000},
+             {"inks.jpg", adobe, "Adobe\0d\0\0\0\0\0"s, 0xFF336A1A},
+             {"inks.jpg", adobe, "Other\0d\0\0\0\0\2"s, 0xFF4B1564}}) {
+        SCOPED_TRACE(name + to);
+        std::string file = Sample(name);
+        ASSERT_NE(file.find(from), std::string::npos);
+        const mwin::Picture picture = Decode(file.replace(file.find(from), from.size(), to));
+        ASSERT_TRUE(picture.pixels != nullptr && picture.width == 33 && picture.height == 17);
+        for (const std::size_t i : {0, 33 * 17 - 1})
+            ExpectNear(picture.pixels[i], expected, 3);
     }
 }
 
 TEST_F(Images, GifFrames) {
     constexpr std::uint32_t r = kRedPixel, g = kGreenPixel, b = kBluePixel, w = kWhitePixel;
-    const struct {
-        const char* name;
-        int width;
+    for (const auto& [name, width, expected] :
+         Table<const char*, int, Pixels>{{"whole.gif", 2, {r, g, b, w}},
+                                         {"clear.gif", 2, {r, g, 0, w}},
+                                         {"interlaced.gif", 2, {r, g, b, w, r, g, b, w, r, g}},
+                                         {"inside.gif", 3, {0, r, g, 0}},
+                                         {"outside.gif", 2, {0, 0, r}}}) {
+        const mwin::Picture picture = Decode(Sample(name));
+        ASSERT_EQ(picture.width, width) << name;
         Pixels column;  // at x = 1
-    } cases[] = {{"whole.gif", 2, {r, g, b, w}},
-                 {"clear.gif", 2, {r, g, 0, w}},
-                 {"interlaced.gif", 2, {r, g, b, w, r, g, b, w, r, g}},
-                 {"inside.gif", 3, {0, r, g, 0}},
-                 {"outside.gif", 2, {0, 0, r}}};
-    for (const auto& c : cases) {
-        const mwin::Picture picture = Decode(Sample(c.name));
-        ASSERT_EQ(picture.width, c.width) << c.name;
-        Pixels column;
         for (int y = 0; y < picture.height; ++y)
-            column.push_back(picture.pixels[static_cast<std::size_t>(y * picture.width + 1)]);
-        EXPECT_EQ(column, c.column) << c.name;
+            column.push_back(picture.pixels[static_cast<std::size_t>(y * width + 1)]);
+        EXPECT_EQ(column, expected) << name;
     }
 }
 
@@ -155,18 +144,18 @@ TEST_F(Images, WhatWouldTakeTooMuchIsRefused) {
 }
 
 TEST_F(Images, PhotosComeNoLargerThanTheirRoomNeeds) {
-    const struct {
-        const char* name;
-        mwin::Room room;
-        int width, height;
-    } cases[] = {{"640x480.jpg", {100, 75}, 160, 120},  {"640x480.jpg", {320, 240}, 320, 240},
-                 {"640x480.jpg", {321, 241}, 640, 480}, {"640x480.jpg", {0, 0}, 640, 480},
-                 {"1x1.jpg", {320, 240}, 1, 1},         {"2000x100.jpg", {320, 240}, 500, 25},
-                 {"100x2000.jpg", {320, 240}, 13, 250}, {"4000x3000.jpg", {3000, 3000}, 1500, 1125},
-                 {"4000x3000.jpg", {0, 0}, 1500, 1125}};
-    for (const auto& c : cases) {
-        const mwin::Picture picture = DecodeFor(Sample(c.name), c.room);
-        EXPECT_EQ(std::pair(picture.width, picture.height), std::pair(c.width, c.height)) << c.name;
+    for (const auto& [name, room, width, height] :
+         Table<const char*, mwin::Room, int, int>{{"640x480.jpg", {100, 75}, 160, 120},
+                                                  {"640x480.jpg", {320, 240}, 320, 240},
+                                                  {"640x480.jpg", {321, 241}, 640, 480},
+                                                  {"640x480.jpg", {0, 0}, 640, 480},
+                                                  {"1x1.jpg", {320, 240}, 1, 1},
+                                                  {"2000x100.jpg", {320, 240}, 500, 25},
+                                                  {"100x2000.jpg", {320, 240}, 13, 250},
+                                                  {"4000x3000.jpg", {3000, 3000}, 1500, 1125},
+                                                  {"4000x3000.jpg", {0, 0}, 1500, 1125}}) {
+        const mwin::Picture picture = DecodeFor(Sample(name), room);
+        EXPECT_TRUE(picture.width == width && picture.height == height) << name << " for " << room.width;
     }
 }
 
@@ -199,14 +188,9 @@ TEST_F(Images, Files) {
         EXPECT_EQ(picture->size, picture->pitch * picture->yvirtres);
         picture->FreeMemGC(picture);
     }
-    const std::string empty = folder + "/empty", large = folder + "/large", pipe = folder + "/pipe";
-    for (const std::string& path : {empty, large})
-        std::filesystem::copy(folder + "/colour.jpg", path);
-    std::filesystem::resize_file(empty, 0);
-    std::filesystem::resize_file(large, mwin::kMaxPictureFileBytes + 1);
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);  // nobody waits for its writer
-    for (const std::string& path : {empty, large, pipe, folder, folder + "/none"})
-        EXPECT_EQ(GdLoadImageFromFile(path.c_str(), 0), nullptr) << path;
+    // Nobody waits for a pipe's writer.
+    for (const char* name : {"/empty.jpg", "/large.jpg", "/pipe", "/", "/none"})
+        EXPECT_EQ(GdLoadImageFromFile((folder + name).c_str(), 0), nullptr) << name;
     EXPECT_EQ(GdLoadImageFromFile(nullptr, 0), nullptr);
 }
 

@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
 #include <poll.h>
@@ -12,7 +11,7 @@
 
 #include "mwin/evdev_keys.h"
 #include "mwin/linux_clock.h"
-#include "mwin/windows.h"
+#include "tests/mwin/common.h"
 
 namespace mwin_test {
 namespace {
@@ -26,43 +25,30 @@ Messages ReadInto(mwin::KeyMap& map, const std::string& text) {
 }
 
 TEST(KeyMap, Files) {
-    const struct {
-        const char* name;
-        std::string text;
-        Messages messages;
-        std::vector<std::pair<unsigned, int>> keys;  // what codes mean then
-    } cases[] = {
-        {"an empty file leaves the usual keypad",
-         "",
-         {},
-         {{KEY_KPENTER, VK_RETURN}, {KEY_LEFT, VK_LEFT}, {KEY_MENU, VK_F1}, {KEY_CAMERA, VK_F3}, {KEY_A, 0}}},
-        {"what is named has its codes only",
-         "# ours\nenter = 114 0x73  # volume\r\n\n  up=30\n",
-         {},
-         {{114, VK_RETURN}, {115, VK_RETURN}, {KEY_ENTER, 0}, {30, VK_UP}, {KEY_UP, 0}, {KEY_DOWN, VK_DOWN}}},
-        {"a code may be taken from another key",
-         "enter = 59",
-         {},
-         {{KEY_F1, VK_RETURN}, {KEY_MENU, VK_F1}, {KEY_ENTER, 0}}},
-        {"two keys may change places", "left = 106\nright = 105", {}, {{106, VK_LEFT}, {105, VK_RIGHT}}},
-        {"a key may have no code", "escape =", {}, {{KEY_ESC, 0}, {KEY_ENTER, VK_RETURN}}},
-        {"bad lines are left out and counted",
-         "enter 28\nfire = 28\nup = \n\nleft = 28x\nleft = 0\nleft = 768\nleft = -1\nleft = 0x\nleft = "
-         "99999999999999999999\n"
-         "down = 105 106\nright = 106\ndown = 1\n= 5\nf4 = 767\nenter escape = 28",
-         {"k:1: expected KEY = CODE...", "k:2: unknown key \"fire\"", "k:5: \"28x\" is no key code",
-          "k:6: \"0\" is no key code", "k:7: \"768\" is no key code", "k:8: \"-1\" is no key code",
-          "k:9: \"0x\" is no key code", "k:10: \"99999999999999999999\" is no key code",
-          "k:12: code 106 already means another key", "k:13: \"down\" is named a second time", "k:14: unknown key \"\"",
-          "k:16: more than one word before \"=\""},
-         {{105, VK_DOWN}, {106, VK_DOWN}, {KEY_ENTER, VK_RETURN}, {KEY_UP, 0}, {767, VK_F4}, {KEY_F4, 0}}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    // A file, what is said about it, and what codes mean then.
+    for (const auto& [text, messages, meanings] : Table<const char*, Messages, std::vector<std::pair<unsigned, int>>>{
+             {"",
+              {},
+              {{KEY_KPENTER, VK_RETURN}, {KEY_LEFT, VK_LEFT}, {KEY_MENU, VK_F1}, {KEY_CAMERA, VK_F3}, {KEY_A, 0}}},
+             {"# ours\nenter = 114 0x73  # volume\r\n\n  up=30\n",
+              {},
+              {{114, VK_RETURN}, {115, VK_RETURN}, {KEY_ENTER, 0}, {30, VK_UP}, {KEY_UP, 0}, {KEY_DOWN, VK_DOWN}}},
+             {"enter = 59", {}, {{KEY_F1, VK_RETURN}, {KEY_MENU, VK_F1}, {KEY_ENTER, 0}}},
+             {"left = 106\nright = 105", {}, {{106, VK_LEFT}, {105, VK_RIGHT}}},
+             {"escape =", {}, {{KEY_ESC, 0}, {KEY_ENTER, VK_RETURN}}},
+             {"enter 28\nfire = 28\nup = \n\nleft = 28x\nleft = 0\nleft = 768\nleft = -1\nleft = 0x\nleft = "
+              "99999999999999999999\n"
+              "down = 105 106\nright = 106\ndown = 1\n= 5\nf4 = 767\nenter escape = 28",
+              {"k:1: expected KEY = CODE...", "k:2: unknown key \"fire\"", "k:5: \"28x\" is no key code",
+               "k:6: \"0\" is no key code", "k:7: \"768\" is no key code", "k:8: \"-1\" is no key code",
+               "k:9: \"0x\" is no key code", "k:10: \"99999999999999999999\" is no key code",
+               "k:12: code 106 already means another key", "k:13: \"down\" is named a second time",
+               "k:14: unknown key \"\"", "k:16: more than one word before \"=\""},
+              {{105, VK_DOWN}, {106, VK_DOWN}, {KEY_ENTER, VK_RETURN}, {KEY_UP, 0}, {767, VK_F4}, {KEY_F4, 0}}}}) {
         mwin::KeyMap map;
-        EXPECT_EQ(ReadInto(map, c.text), c.messages);
-        for (const auto& [code, key] : c.keys)
-            EXPECT_EQ(map.VirtualKeyOf(code), key) << "code " << code;
+        EXPECT_EQ(ReadInto(map, text), messages);
+        for (const auto& [code, key] : meanings)
+            EXPECT_EQ(map.VirtualKeyOf(code), key) << "code " << code << " after " << text;
     }
 }
 
@@ -89,22 +75,19 @@ class KeyFiles : public testing::Test {
     void SetUp() override { ASSERT_NE(mkdtemp(directory.data()), nullptr); }
     void TearDown() override { fs::remove_all(directory); }
     void AddDevice(const std::string& name) { ASSERT_EQ(mkfifo((directory + "/" + name).c_str(), 0600), 0); }
-    static input_event Event(int type, int code, int value) {
+    static input_event Key(int code, int value, int type = EV_KEY) {
         input_event event{};
         event.type = static_cast<std::uint16_t>(type);
         event.code = static_cast<std::uint16_t>(code);
         event.value = value;
         return event;
     }
-    static input_event Key(int code, int value) { return Event(EV_KEY, code, value); }
     // Without the first `skip` and the last `cut` bytes.
-    void Send(const std::string& name, const std::vector<input_event>& events, std::size_t skip = 0,
-              std::size_t cut = 0) {
-        const int fd = open((directory + "/" + name).c_str(), O_WRONLY | O_NONBLOCK);
-        ASSERT_GE(fd, 0);
-        const std::size_t size = events.size() * sizeof(input_event) - skip - cut;
-        EXPECT_EQ(write(fd, reinterpret_cast<const char*>(events.data()) + skip, size), static_cast<ssize_t>(size));
-        close(fd);
+    void Send(const std::string& name, const std::vector<input_event>& events, std::ptrdiff_t skip = 0,
+              std::ptrdiff_t cut = 0) {
+        const auto* bytes = reinterpret_cast<const char*>(events.data());
+        std::ofstream(directory + "/" + name, std::ios::binary | std::ios::app)
+            .write(bytes + skip, static_cast<std::ptrdiff_t>(events.size() * sizeof(input_event)) - skip - cut);
     }
     // All that wait; a wait would not end then.
     static Read ReadAll(mwin::EvdevKeys& keys) {
@@ -137,34 +120,24 @@ TEST_F(KeyFiles, TheFirstMapThatIsThereCounts) {
               paths[1] + ":2: expected KEY = CODE...\nCan't read file " + directory + "\n");
 }
 
-TEST_F(KeyFiles, EventsFollowTheMap) {
+TEST_F(KeyFiles, EventsFollowTheMapAlsoInPiecesAndAfterLosses) {
     AddDevice("event0");
     AddDevice("mouse0");
     mwin::KeyMap map;
     ReadInto(map, "enter = " + std::to_string(KEY_VOLUMEUP));
     mwin::EvdevKeys keys(directory, map);
     EXPECT_EQ(ReadAll(keys), Read{});
-    for (const auto& [code, key] : {std::pair{KEY_VOLUMEUP, VK_RETURN}, {KEY_LEFT, VK_LEFT}}) {
-        Send("event0", {Key(code, 1), Event(EV_SYN, SYN_REPORT, 0), Key(code, 2), Key(code, 0)});
-        EXPECT_TRUE(IsReadable(keys));
-        EXPECT_EQ(ReadAll(keys), (Read{{key, Kind::Press}, {key, Kind::Repeat}, {key, Kind::Release}})) << code;
-    }
-    Send("event0", {Key(KEY_ENTER, 1), Event(EV_REL, KEY_LEFT, 1), Key(KEY_LEFT, 7), Key(KEY_UP, -1)});
-    EXPECT_EQ(ReadAll(keys), Read{});
-}
-
-TEST_F(KeyFiles, EventsInPiecesAndLostEvents) {
-    AddDevice("event1");
-    mwin::EvdevKeys keys(directory);
-    const std::vector<input_event> events{Key(KEY_UP, 1), Key(KEY_UP, 0)};
-    Send("event1", events, 0, 5);
-    EXPECT_EQ(ReadAll(keys), (Read{{VK_UP, Kind::Press}}));
-    Send("event1", events, 2 * sizeof(input_event) - 5);
+    const std::vector<input_event> up{Key(KEY_UP, 1), Key(KEY_UP, 2), Key(KEY_UP, 0)};
+    Send("event0", up, 0, 5);
+    EXPECT_TRUE(IsReadable(keys));
+    EXPECT_EQ(ReadAll(keys), (Read{{VK_UP, Kind::Press}, {VK_UP, Kind::Repeat}}));
+    Send("event0", up, 3 * sizeof(input_event) - 5);
     EXPECT_EQ(ReadAll(keys), (Read{{VK_UP, Kind::Release}}));
-    Send("event1", {Event(EV_SYN, SYN_DROPPED, 0), Key(KEY_F1, 1), Event(EV_SYN, SYN_REPORT, 0), Key(KEY_F2, 1)});
-    EXPECT_EQ(ReadAll(keys), (Read{{VK_F2, Kind::Press}}));
-    // More than one read takes in.
-    Send("event1", std::vector<input_event>(1000, Key(KEY_F3, 2)));
+    Send("event0",
+         {Key(KEY_ENTER, 1), Key(KEY_LEFT, 1, EV_REL), Key(KEY_LEFT, 7), Key(KEY_UP, -1), Key(KEY_VOLUMEUP, 1),
+          Key(SYN_DROPPED, 0, EV_SYN), Key(KEY_F1, 1), Key(SYN_REPORT, 0, EV_SYN), Key(KEY_F2, 1)});
+    EXPECT_EQ(ReadAll(keys), (Read{{VK_RETURN, Kind::Press}, {VK_F2, Kind::Press}}));
+    Send("event0", std::vector<input_event>(1000, Key(KEY_F3, 2)));  // more than one read takes in
     EXPECT_EQ(ReadAll(keys).size(), 1000U);
 }
 
@@ -207,32 +180,27 @@ TEST(LinuxClock, WaitsForKeysWakesAndSignals) {
     std::thread waker([&] { clock.Wake(); });
     clock.Wait(-1);
     waker.join();
-    char byte = 0;
-    EXPECT_EQ(write(pipe_ends[1], "k", 1), 1);
-    clock.Wait(-1);
-    EXPECT_EQ(read(pipe_ends[0], &byte, 1), 1);
 
     sigset_t blocked;
-    sigset_t mask_before;
+    sigset_t before;
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGINT);
     sigaddset(&blocked, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &blocked, &mask_before);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
     int expected = 0;
-    for (const int signal : {SIGINT, SIGTERM}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGINT}) {
         const auto handler = std::signal(signal, [](int) { g_signals = g_signals + 1; });
         raise(signal);
-        EXPECT_EQ(g_signals, expected);
+        EXPECT_EQ(g_signals, expected) << "open only while the clock waits";
         clock.Wait(-1);
         EXPECT_EQ(g_signals, ++expected);
-        sigset_t mask;
-        pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-        EXPECT_EQ(sigismember(&mask, signal), 1);
         std::signal(signal, handler);
     }
-    pthread_sigmask(SIG_SETMASK, &mask_before, nullptr);
-    close(pipe_ends[0]);
-    close(pipe_ends[1]);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    EXPECT_EQ(write(pipe_ends[1], "k", 1), 1);
+    clock.Wait(-1);
+    for (const int end : pipe_ends)
+        close(end);
 }
 
 }  // namespace

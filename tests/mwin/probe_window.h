@@ -14,10 +14,13 @@
 
 #include "mwin/memory_screen.h"
 #include "mwin/platform.h"
-#include "tests/mwin/colors.h"
+#include "tests/mwin/common.h"
 
 namespace mwin_test {
 
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
 using Kind = mwin::KeyEvent::Kind;
 using Log = std::vector<std::string>;
 
@@ -130,10 +133,6 @@ inline HWND CreateProbe(const char* name, HWND parent, const RECT& rect, DWORD s
 // Removes and returns what was written down.
 inline Log TakeLog() {
     return std::exchange(g_log, {});
-}
-
-inline std::string Edges(const RECT& r) {
-    return testing::PrintToString(std::vector<LONG>{r.left, r.top, r.right, r.bottom});
 }
 
 // A window system on a fresh machine, 320×240 like the device's LCD.

@@ -1,24 +1,22 @@
-#include <gtest/gtest.h>
 #include <linux/fb.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdarg>
+#include <filesystem>
 #include <fstream>
-#include <functional>
+#include <map>
 
 #include "mwin/display.h"
 #include "mwin/framebuffer_screen.h"
 #include "mwin/memory_screen.h"
-#include "mwin/surface.h"
-#include "tests/mwin/colors.h"
+#include "tests/mwin/gdi_canvas.h"
 
 namespace {
 
-// What the kernel tells about a framebuffer; while `present`, every file of this program is one.
+// What the kernel tells about a framebuffer; while it has a size, every file of this program is one.
 struct Framebuffer {
-    bool present, has_fixed;
     fb_var_screeninfo variable;
     fb_fix_screeninfo fixed;
 } g_framebuffer;
@@ -31,13 +29,12 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
     va_start(arguments, request);
     void* argument = va_arg(arguments, void*);
     va_end(arguments);
-    const bool fixed = request == FBIOGET_FSCREENINFO;
-    if (!g_framebuffer.present || (fixed ? !g_framebuffer.has_fixed : request != FBIOGET_VSCREENINFO))
-        return static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
-    if (fixed) {
+    if (request == FBIOGET_VSCREENINFO && g_framebuffer.variable.yres != 0) {
+        *static_cast<fb_var_screeninfo*>(argument) = g_framebuffer.variable;
+    } else if (request == FBIOGET_FSCREENINFO && g_framebuffer.fixed.smem_len != 0) {
         *static_cast<fb_fix_screeninfo*>(argument) = g_framebuffer.fixed;
     } else {
-        *static_cast<fb_var_screeninfo*>(argument) = g_framebuffer.variable;
+        return static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
     }
     return 0;
 }
@@ -53,199 +50,151 @@ class Display : public testing::Test {
     }
     ~Display() override { mwin::CloseDisplay(); }
     // As the program does: through scrdev.
-    static void Fill(const RECT& r, std::uint32_t pixel) {
-        for (int y = r.top; y < r.bottom; ++y) {
-            auto* row = reinterpret_cast<std::uint32_t*>(scrdev->addr + y * scrdev->pitch);
-            std::fill(row + r.left, row + r.right, pixel);
-        }
-        mwin::ScreenSurface()->AddDamage(mwin::Region(r));
-    }
-    std::size_t UpdatedPixels() {
-        const std::size_t before = screen.UpdatedPixels();
+    static void Fill(std::uint32_t pixel) {
+        std::fill_n(reinterpret_cast<std::uint32_t*>(scrdev->addr), scrdev->size / 4, pixel);
+        mwin::ScreenSurface()->AddDamage(mwin::Region(RECT{-50, 0, 16, 100}));  // reaches out
         mwin::FlushScreen();
-        return screen.UpdatedPixels() - before;
     }
     mwin::MemoryScreen screen{16, 8};
 };
 
-TEST_F(Display, FlushesOnlyWhatChanged) {
-    EXPECT_EQ(screen.PixelAt(15, 7), kBlackPixel);
-    ASSERT_EQ(scrdev->xvirtres, 16);
-    ASSERT_EQ(scrdev->yvirtres, 8);
-    EXPECT_EQ(scrdev->bpp, 32);
-    EXPECT_EQ(scrdev->size, 16 * 8 * 4);
-    EXPECT_EQ(UpdatedPixels(), 0U);
-    Fill({2, 3, 5, 5}, kWhitePixel);
-    EXPECT_EQ(screen.PixelAt(2, 3), kBlackPixel);
-    EXPECT_EQ(UpdatedPixels(), 6U);
-    EXPECT_EQ(screen.PixelAt(2, 3), kWhitePixel);
-    EXPECT_EQ(screen.PixelAt(4, 4), kWhitePixel);
-    mwin::ScreenSurface()->AddDamage(mwin::Region(RECT{-50, -50, 1, 100}));  // reaches out
-    EXPECT_EQ(UpdatedPixels(), 8U);
-    mwin::CloseDisplay();
-    EXPECT_EQ(scrdev, nullptr);
-    EXPECT_EQ(mwin::ScreenSurface(), nullptr);
-    EXPECT_EQ(UpdatedPixels(), 0U);
-    EXPECT_EQ(GdShowCursor(), 0);
-    MwMoveCursor(1, 1);
-    GdSetCursorImage(nullptr);
-}
-
 TEST_F(Display, CursorLiesOverEverythingAtOnce) {
+    EXPECT_TRUE(scrdev->xvirtres == 16 && scrdev->yvirtres == 8 && scrdev->bpp == 32);
     std::uint32_t pixels[4] = {kRedPixel, 0, 0x80000000, kRedPixel};
     PSD picture = GdCreatePixmap(scrdev, 2, 2, 0, pixels, 0);
     picture->has_alpha = true;
-    Fill({0, 0, 16, 8}, kWhitePixel);
+    Fill(kWhitePixel);
     GdSetCursorImage(picture);
     picture->FreeMemGC(picture);  // the layer keeps its own copy
     MwMoveCursor(3, 3);
-    mwin::FlushScreen();
     EXPECT_EQ(screen.PixelAt(3, 3), kWhitePixel);
     EXPECT_EQ(GdShowCursor(), 0);
     EXPECT_EQ(screen.PixelAt(3, 3), kRedPixel);
     EXPECT_EQ(screen.PixelAt(4, 3), kWhitePixel);
-    EXPECT_NEAR(screen.PixelAt(3, 4) & 255, 127, 1);
+    ExpectNear(screen.PixelAt(3, 4), 0xFF7F7F7F, 1);
     EXPECT_EQ(mwin::ScreenSurface()->Pixels()[3 * 16 + 3], kWhitePixel);  // the layer leaves the surface alone
-    Fill({0, 0, 16, 8}, kBlackPixel);
-    mwin::FlushScreen();
-    EXPECT_EQ(screen.PixelAt(3, 3), kRedPixel);
-    EXPECT_EQ(screen.PixelAt(4, 3), kBlackPixel);
-
+    Fill(kBlackPixel);
+    EXPECT_TRUE(screen.PixelAt(3, 3) == kRedPixel && screen.PixelAt(4, 3) == kBlackPixel);
     MwMoveCursor(15, 7);  // partly outside
-    EXPECT_EQ(screen.PixelAt(3, 3), kBlackPixel);
-    EXPECT_EQ(screen.PixelAt(15, 7), kRedPixel);
+    EXPECT_TRUE(screen.PixelAt(3, 3) == kBlackPixel && screen.PixelAt(15, 7) == kRedPixel);
     MwMoveCursor(INT32_MAX, INT32_MIN);
     EXPECT_EQ(screen.PixelAt(15, 7), kBlackPixel);
     MwMoveCursor(0, 0);
-    const struct {
-        int (*call)();
-        int level_before;
-        std::uint32_t pixel;
-    } steps[] = {{GdShowCursor, 1, kRedPixel},
-                 {GdHideCursor, 2, kRedPixel},
-                 {GdHideCursor, 1, kBlackPixel},
-                 {GdHideCursor, 0, kBlackPixel},  // one too many does not count
-                 {GdShowCursor, 0, kRedPixel}};
-    for (const auto& step : steps) {
-        EXPECT_EQ(step.call(), step.level_before) << &step - steps;
-        EXPECT_EQ(screen.PixelAt(0, 0), step.pixel) << &step - steps;
+    // Nested; one hiding too many does not count.
+    for (const auto& [call, level_before, pixel] : Table<int (*)(), int, std::uint32_t>{{GdShowCursor, 1, kRedPixel},
+                                                                                        {GdHideCursor, 2, kRedPixel},
+                                                                                        {GdHideCursor, 1, kBlackPixel},
+                                                                                        {GdHideCursor, 0, kBlackPixel},
+                                                                                        {GdShowCursor, 0, kRedPixel}}) {
+        EXPECT_EQ(call(), level_before);
+        EXPECT_EQ(screen.PixelAt(0, 0), pixel) << level_before;
     }
     GdSetCursorImage(nullptr);
     EXPECT_EQ(screen.PixelAt(0, 0), kBlackPixel);
+    EXPECT_EQ(screen.UpdatedPixels(), 3U * 16 * 8 + 34) << "only what changed";
+    mwin::CloseDisplay();
+    EXPECT_TRUE(scrdev == nullptr && mwin::ScreenSurface() == nullptr && GdShowCursor() == 0);
+    mwin::FlushScreen();
+    MwMoveCursor(1, 1);
+    GdSetCursorImage(nullptr);
 }
 
-// A file in the device's place.
-class FramebufferScreen : public testing::Test {
-  protected:
-    ~FramebufferScreen() override {
-        g_framebuffer = {};
-        unlink(path.c_str());
-    }
-    std::unique_ptr<mwin::FramebufferScreen> Open(const std::string& what) {
-        error.clear();
-        auto screen = mwin::FramebufferScreen::Open(what.c_str(), error);
-        EXPECT_EQ(error.empty(), screen != nullptr);
-        return screen;
-    }
-    template <typename Pixel>
-    std::vector<Pixel> Content(std::size_t count) {
-        std::vector<Pixel> pixels(count);
-        std::ifstream(path, std::ios::binary)
-            .read(reinterpret_cast<char*>(pixels.data()), static_cast<std::streamsize>(count * sizeof(Pixel)));
-        return pixels;
-    }
+// Six pixels drawn from (1, 1) on, three in a row, on a file in the device's place: which of the file's pixels are not
+// 0 then, by their number. Empty when the device is refused, and the reason names it or what is wrong with it.
+std::map<std::size_t, std::uint32_t> DrawnOn(const std::string& path, std::size_t bytes, std::string& error) {
+    error.clear();
+    auto screen = mwin::FramebufferScreen::Open(path.c_str(), error);
+    EXPECT_EQ(screen == nullptr, !error.empty());
+    if (!screen) return {};
+    const auto width = static_cast<std::size_t>(screen->Width());
+    std::vector<std::uint32_t> surface(width * 3);
+    constexpr std::uint32_t kPicture[] = {kRedPixel, kGreenPixel, kBluePixel, kWhitePixel, 0xFF123456, 0xFF181818};
+    for (std::size_t i = 0; i < 6; ++i)
+        surface[(1 + i / 3) * width + 1 + i % 3] = kPicture[i];
+    screen->Update(surface.data(), screen->Width(), 1, 1, 3, 2);
+    screen.reset();
+    std::ifstream file(path, std::ios::binary);
+    std::map<std::size_t, std::uint32_t> drawn;
+    std::uint32_t pixel = 0;
+    for (std::size_t i = 0; file.read(reinterpret_cast<char*>(&pixel), static_cast<std::streamsize>(bytes)); ++i)
+        if (pixel != 0) drawn[i] = pixel;
+    return drawn;
+}
 
+TEST(FramebufferScreen, PixelsTakeTheLayoutThatTheDeviceReports) {
     const std::string path = testing::TempDir() + "fb" + std::to_string(getpid());
     std::string error;
-};
-
-TEST_F(FramebufferScreen, AnOrdinaryFileHas32BitsAndTheSizeOfTheLcd) {
     for (const std::string& none : {path, std::string("/dev/null")}) {
-        EXPECT_EQ(Open(none), nullptr);
-        EXPECT_NE(error.find(none), std::string::npos);
+        DrawnOn(none, 4, error);
+        EXPECT_NE(error.find(none), std::string::npos) << error;
     }
-    std::ofstream(path) << "short";
-    auto screen = Open(path);
-    ASSERT_NE(screen, nullptr) << error;
-    ASSERT_EQ(std::pair(screen->Width(), screen->Height()), std::pair(320, 240));
-    const std::vector<std::uint32_t> red(320 * 240, kRedPixel);
-    screen->Update(red.data(), 320, 0, 0, 320, 240);
-    screen.reset();
-    EXPECT_EQ(Content<std::uint32_t>(320 * 240), red);
-    EXPECT_EQ(std::ifstream(path, std::ios::ate).tellg(), 320 * 240 * 4);
-}
+    // An ordinary file has 32 bits and the size of the LCD.
+    std::ofstream(path) << "\1";
+    const std::map<std::size_t, std::uint32_t> on_lcd{{0, 1},
+                                                      {321, kRedPixel},
+                                                      {322, kGreenPixel},
+                                                      {323, kBluePixel},
+                                                      {641, kWhitePixel},
+                                                      {642, 0xFF123456},
+                                                      {643, 0xFF181818}};
+    EXPECT_EQ(DrawnOn(path, 4, error), on_lcd);
+    EXPECT_EQ(std::filesystem::file_size(path), 320 * 240 * 4);
 
-// A part of the picture lands, the right way round, where its pixels lie, and nowhere else.
-TEST_F(FramebufferScreen, PixelsTakeTheLayoutThatTheDeviceReports) {
-    constexpr std::uint32_t kPicture[] = {0, 0,           0,           0,           //
-                                          0, kRedPixel,   kGreenPixel, kBluePixel,  //
-                                          0, kWhitePixel, 0xFF123456,  0xFF070301};
-    const struct {
-        std::uint32_t bits;
-        fb_bitfield red, green, blue, transparency;
-        std::vector<std::uint32_t> expected;  // of the six pixels that are drawn
-    } layouts[] = {
-        {16, {11, 5, 0}, {5, 6, 0}, {0, 5, 0}, {}, {0xF800, 0x07E0, 0x001F, 0xFFFF, 0x11AA, 0x0000}},
-        {32,
-         {0, 8, 0},
-         {8, 8, 0},
-         {16, 8, 0},
-         {24, 8, 0},
-         {0xFF0000FF, 0xFF00FF00, 0xFFFF0000, 0xFFFFFFFF, 0xFF563412, 0xFF010307}},
-        {32,
-         {16, 8, 0},
-         {8, 8, 0},
-         {0, 8, 0},
-         {24, 8, 0},
-         {0xFFFF0000, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF, 0xFF123456, 0xFF070301}},
-    };
-    for (const auto& layout : layouts) {
-        g_framebuffer = {};
-        g_framebuffer.present = true;
+    // Depth; where red, green, blue and transparency lie; what is drawn.
+    using Field = fb_bitfield;
+    for (const auto& [bits, red, green, blue, transparency, expected] :
+         Table<std::uint32_t, Field, Field, Field, Field, std::vector<std::uint32_t>>{
+             {16, {11, 5, 0}, {5, 6, 0}, {0, 5, 0}, {}, {0xF800, 0x07E0, 0x001F, 0xFFFF, 0x11AA, 0x18C3}},
+             {32,
+              {0, 8, 0},
+              {8, 8, 0},
+              {16, 8, 0},
+              {24, 8, 0},
+              {0xFF0000FF, 0xFF00FF00, 0xFFFF0000, 0xFFFFFFFF, 0xFF563412, 0xFF181818}},
+             {32,
+              {16, 8, 0},
+              {8, 8, 0},
+              {0, 8, 0},
+              {},
+              {0xFFFF0000, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF, 0xFF123456, 0xFF181818}}}) {
         fb_var_screeninfo& variable = g_framebuffer.variable;
         variable.xres = 4;
         variable.yres = 3;
         variable.xoffset = 2;
         variable.yoffset = 1;
-        variable.bits_per_pixel = layout.bits;
-        variable.red = layout.red;
-        variable.green = layout.green;
-        variable.blue = layout.blue;
-        variable.transp = layout.transparency;
-        const std::size_t bytes = layout.bits / 8;
-        g_framebuffer.fixed.line_length = static_cast<std::uint32_t>(8 * bytes);
-        g_framebuffer.fixed.smem_len = static_cast<std::uint32_t>(4 * 8 * bytes);
-        std::ofstream(path) << std::string(4 * 8 * bytes, '\0');
-        EXPECT_EQ(Open(path), nullptr) << "no memory is reported";
-        g_framebuffer.has_fixed = true;
-        auto screen = Open(path);
-        ASSERT_NE(screen, nullptr) << error;
-        screen->Update(kPicture, 4, 1, 1, 3, 2);
-        screen.reset();
-        std::vector<std::uint32_t> expected(4 * 8);
-        std::copy_n(layout.expected.begin(), 3, expected.begin() + 2 * 8 + 3);
-        std::copy_n(layout.expected.begin() + 3, 3, expected.begin() + 3 * 8 + 3);
-        const auto narrow = Content<std::uint16_t>(4 * 8);
-        EXPECT_EQ(bytes == 2 ? std::vector<std::uint32_t>(narrow.begin(), narrow.end()) : Content<std::uint32_t>(4 * 8),
-                  expected);
+        variable.bits_per_pixel = bits;
+        variable.red = red;
+        variable.green = green;
+        variable.blue = blue;
+        variable.transp = transparency;
+        g_framebuffer.fixed.line_length = bits;  // 8 pixels
+        g_framebuffer.fixed.smem_len = 4 * bits;
+        std::ofstream(path) << std::string(4 * bits, '\0');
+        std::map<std::size_t, std::uint32_t> drawn;
+        for (std::size_t i = 0; i < 6; ++i)
+            drawn[(2 + i / 3) * 8 + 3 + i % 3] = expected[i];
+        EXPECT_EQ(DrawnOn(path, bits / 8, error), drawn) << bits;
     }
 
-    const std::pair<const char*, std::function<void(fb_var_screeninfo&, fb_fix_screeninfo&)>> refused[] = {
-        {"24 bits", [](auto& var, auto&) { var.bits_per_pixel = 24; }},
-        {"8 bits", [](auto& var, auto&) { var.bits_per_pixel = 8; }},
-        {"red beyond the pixel", [](auto& var, auto&) { var.red.offset = 25; }},
-        {"nine bits of red", [](auto& var, auto&) { var.red.length = 9; }},
-        {"lines beyond the memory", [](auto& var, auto&) { var.yoffset = 2; }},
-        {"no width", [](auto& var, auto&) { var.xres = 0; }},
-        {"short lines", [](auto& var, auto&) { var.xoffset = 5; }},
-        {"lines of half pixels", [](auto& var, auto& fix) { fix.line_length = 30, var.yres = 1; }},
-    };
     const Framebuffer good = g_framebuffer;
-    for (const auto& [name, change] : refused) {
+    const std::pair<const char*, void (*)(Framebuffer&)> refused[] = {
+        {"24 bits", [](Framebuffer& f) { f.variable.bits_per_pixel = 24; }},
+        {"8 bits", [](Framebuffer& f) { f.variable.bits_per_pixel = 8; }},
+        {"red beyond the pixel", [](Framebuffer& f) { f.variable.red.offset = 25; }},
+        {"nine bits of red", [](Framebuffer& f) { f.variable.red.length = 9; }},
+        {"lines beyond the memory", [](Framebuffer& f) { f.variable.yoffset = 2; }},
+        {"no width", [](Framebuffer& f) { f.variable.xres = 0; }},
+        {"short lines", [](Framebuffer& f) { f.variable.xoffset = 5; }},
+        {"lines of half pixels", [](Framebuffer& f) { f.fixed.line_length = 30; }},
+        {"no memory reported", [](Framebuffer& f) { f.fixed = {}; }},
+    };
+    for (const auto& [name, spoil] : refused) {
         g_framebuffer = good;
-        change(g_framebuffer.variable, g_framebuffer.fixed);
-        EXPECT_EQ(Open(path), nullptr) << name;
+        spoil(g_framebuffer);
+        EXPECT_TRUE(DrawnOn(path, 4, error).empty()) << name;
     }
+    g_framebuffer = {};
+    unlink(path.c_str());
 }
 
 }  // namespace

@@ -49,7 +49,6 @@ class Text : public testing::Test {
         TextOut(canvas.dc.get(), x, y, text, -1);
         return canvas.Ink();
     }
-    static std::vector<LONG> Edges(const RECT& r) { return {r.left, r.top, r.right, r.bottom}; }
     long BrightnessOf(const char* text) {
         InkOf(text);
         return canvas.Brightness();
@@ -60,97 +59,72 @@ class Text : public testing::Test {
 
 TEST(TextCoding, Decodes) {
     const auto box = mwin::kNoCharacter;
-    const struct {
-        const char* name;
-        int coding;
-        std::string bytes;
-        std::u32string expected;
-    } cases[] = {
-        {"ASCII", 1, "Ab\n", U"Ab\n"},
-        {"UTF-8", 1, "\xC3\xB3\xE4\xB8\xAD\xF0\x9F\x98\x80", U"\u00F3\u4E2D\U0001F600"},
-        {"GBK letters", 1, "\xA8\xAE\xA8\xA6\xA8\xA8", U"\u00F3\u00E9\u00E8"},
-        {"GBK", 1, "A\xD6\xD0\xCE\xC4", U"A\u4E2D\u6587"},
-        {"one bad byte makes the whole string GBK", 1, "\xC3\xB3\xFF", std::u32string{0x8D38, box}},
-        {"lonely lead byte", 1, "A\xD6", std::u32string{'A', box}},
-        {"lead byte before ASCII", 1, std::string("\xD6\x20z"), std::u32string{box, ' ', 'z'}},
-        {"overlong form", 1, "\xC0\xAF", std::u32string{0x8721}},
-        {"surrogate", 1, "\xED\xA0\x80", std::u32string{0x980E, box}},
-        {"above the last code", 1, "\xF4\x90\x80\x80", std::u32string{0x9B6B, box, box}},
-        {"embedded zero", 1, std::string("a\0b", 3), std::u32string(U"a\0b", 3)},
-        {"ISO 8859-1", 0, "\xE9\xC3\xB3", U"\u00E9\u00C3\u00B3"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        MwSetTextCoding(c.coding);
-        EXPECT_EQ(mwin::DecodeText(c.bytes.data(), c.bytes.size()), c.expected);
+    for (const auto& [name, coding, bytes, expected] : Table<const char*, int, std::string, std::u32string>{
+             {"ASCII", 1, "Ab\n", U"Ab\n"},
+             {"UTF-8", 1, "\xC3\xB3\xE4\xB8\xAD\xF0\x9F\x98\x80", U"\u00F3\u4E2D\U0001F600"},
+             {"GBK letters", 1, "\xA8\xAE\xA8\xA6\xA8\xA8", U"\u00F3\u00E9\u00E8"},
+             {"GBK", 1, "A\xD6\xD0\xCE\xC4", U"A\u4E2D\u6587"},
+             {"one bad byte makes the whole string GBK", 1, "\xC3\xB3\xFF", std::u32string{0x8D38, box}},
+             {"lonely lead byte", 1, "A\xD6", std::u32string{'A', box}},
+             {"lead byte before ASCII", 1, std::string("\xD6\x20z"), std::u32string{box, ' ', 'z'}},
+             {"overlong form", 1, "\xC0\xAF", std::u32string{0x8721}},
+             {"surrogate", 1, "\xED\xA0\x80", std::u32string{0x980E, box}},
+             {"above the last code", 1, "\xF4\x90\x80\x80", std::u32string{0x9B6B, box, box}},
+             {"embedded zero", 1, std::string("a\0b", 3), std::u32string(U"a\0b", 3)},
+             {"ISO 8859-1", 0, "\xE9\xC3\xB3", U"\u00E9\u00C3\u00B3"}}) {
+        MwSetTextCoding(coding);
+        EXPECT_EQ(mwin::DecodeText(bytes.data(), bytes.size()), expected) << name;
     }
 }
 
 TEST_F(Text, WrapsAndMeasures) {
     const int cell = Width("x");
     ASSERT_GT(cell, 5);
-    const struct {
-        const char* text;
-        int columns;  // of the rectangle
-        UINT format;
-        int lines, widest;  // widest in cells; -1: not checked
-    } cases[] = {
-        {"one two", 20, DT_WORDBREAK, 1, 7},
-        {"one two", 5, DT_WORDBREAK, 2, 3},
-        {"one two", 7, DT_WORDBREAK, 1, 7},
-        {"one two", 5, 0, 1, 7},
-        {"one   two", 3, DT_WORDBREAK, 2, 3},
-        {"a bb ccc dddd", 4, DT_WORDBREAK | DT_CENTER, 3, 4},
-        {"abcdefgh", 3, DT_WORDBREAK, 3, 8},
-        {"ab cdefgh", 4, DT_WORDBREAK, 3, 6},
-        {"one\ntwo", 20, 0, 2, 3},
-        {"one\r\ntwo\r\n", 20, 0, 2, 3},
-        {"one\n\ntwo", 20, DT_WORDBREAK, 3, 3},
-        {"one\ntwo", 20, DT_SINGLELINE, 1, 7},
-        {"one two", 2, DT_SINGLELINE | DT_WORDBREAK, 1, 7},
-        {"", 5, DT_WORDBREAK, 0, 0},
-        {"xyz", 0, DT_WORDBREAK, 3, 3},
-        {"a & b", 20, 0, 1, 5},
-        // A Chinese character is between one and two cells wide.
-        {"\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xAD\xE6\x96\x87", 4, DT_WORDBREAK, 2, -1},
-        {"\xE4\xB8\xAD\xE6\x96\x87\xE3\x80\x82", 4, DT_WORDBREAK, 2, -1},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        RECT rect{10, 20, 10 + c.columns * cell, 25};
-        EXPECT_EQ(DrawText(canvas.dc.get(), c.text, -1, &rect, c.format | DT_CALCRECT), c.lines * 20);
-        EXPECT_EQ(rect.bottom - rect.top, c.lines * 20);
-        EXPECT_EQ(rect.left, 10);
-        EXPECT_TRUE(c.widest < 0 || rect.right - rect.left == c.widest * cell) << rect.right - rect.left;
-        EXPECT_TRUE(canvas.surface.Damage().IsEmpty());
+    // A text, the columns of its rectangle; its lines and the widest of them, in cells (-1: not checked).
+    for (const auto& [text, columns, format, lines, widest] : Table<const char*, int, UINT, int, int>{
+             {"one two", 20, DT_WORDBREAK, 1, 7},
+             {"one two", 5, DT_WORDBREAK, 2, 3},
+             {"one two", 7, DT_WORDBREAK, 1, 7},
+             {"one two", 5, 0, 1, 7},
+             {"one   two", 3, DT_WORDBREAK, 2, 3},
+             {"a bb ccc dddd", 4, DT_WORDBREAK | DT_CENTER, 3, 4},
+             {"abcdefgh", 3, DT_WORDBREAK, 3, 8},
+             {"ab cdefgh", 4, DT_WORDBREAK, 3, 6},
+             {"one\ntwo", 20, 0, 2, 3},
+             {"one\r\ntwo\r\n", 20, 0, 2, 3},
+             {"one\n\ntwo", 20, DT_WORDBREAK, 3, 3},
+             {"one\ntwo", 20, DT_SINGLELINE, 1, 7},
+             {"one two", 2, DT_SINGLELINE | DT_WORDBREAK, 1, 7},
+             {"", 5, DT_WORDBREAK, 0, 0},
+             {"xyz", 0, DT_WORDBREAK, 3, 3},
+             {"a & b", 20, 0, 1, 5},
+             // A Chinese character is between one and two cells wide.
+             {"\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xAD\xE6\x96\x87", 4, DT_WORDBREAK, 2, -1},
+             {"\xE4\xB8\xAD\xE6\x96\x87\xE3\x80\x82", 4, DT_WORDBREAK, 2, -1}}) {
+        RECT rect{10, 20, 10 + columns * cell, 25};
+        EXPECT_EQ(DrawText(canvas.dc.get(), text, -1, &rect, format | DT_CALCRECT), lines * 20) << text;
+        const LONG width = widest < 0 ? rect.right - 10 : widest * cell;
+        EXPECT_EQ(Edges(rect), Edges({10, 20, 10 + width, 20 + lines * 20})) << text;
     }
+    EXPECT_TRUE(canvas.surface.Damage().IsEmpty());
 }
 
 TEST_F(Text, Aligns) {
-    const RECT box{20, 10, 180, 90};
     const int cell = Width("x");
-    const struct {
-        UINT format;
-        int x;  // of the ink, from the left
-        int y;  // of the line
-    } cases[] = {
-        {DT_LEFT, 20, 10},
-        {DT_RIGHT, 180 - 2 * cell, 10},
-        {DT_CENTER, 100 - cell, 10},
-        {17, 100 - cell, 10},
-        {DT_SINGLELINE | DT_VCENTER, 20, 40},
-        {DT_SINGLELINE | DT_BOTTOM | DT_RIGHT, 180 - 2 * cell, 70},
-        {DT_VCENTER, 20, 10},
-    };
     const RECT first = InkOf("HH", 0, 0);  // the ink's place within a line
-    ASSERT_GT(first.right, first.left);
-    for (const auto& c : cases) {
+    // How far from there it lies in the rectangle.
+    for (const auto& [format, x, y] : Table<UINT, int, int>{{DT_LEFT, 20, 10},
+                                                            {DT_RIGHT, 180 - 2 * cell, 10},
+                                                            {DT_CENTER, 100 - cell, 10},
+                                                            {17, 100 - cell, 10},
+                                                            {DT_SINGLELINE | DT_VCENTER, 20, 40},
+                                                            {DT_SINGLELINE | DT_BOTTOM | DT_RIGHT, 180 - 2 * cell, 70},
+                                                            {DT_VCENTER, 20, 10}}) {
         canvas.Clear();
-        RECT rect = box;
-        EXPECT_EQ(DrawText(canvas.dc.get(), "HH", -1, &rect, c.format), 20) << c.format;
-        EXPECT_EQ(Edges(canvas.Ink()),
-                  Edges({first.left + c.x, first.top + c.y, first.right + c.x, first.bottom + c.y}))
-            << c.format;
+        RECT rect{20, 10, 180, 90};
+        EXPECT_EQ(DrawText(canvas.dc.get(), "HH", -1, &rect, format), 20) << format;
+        EXPECT_EQ(Edges(canvas.Ink()), Edges({first.left + x, first.top + y, first.right + x, first.bottom + y}))
+            << format;
     }
     canvas.Clear();
     RECT narrow{20, 10, 25, 18};
@@ -182,18 +156,16 @@ TEST_F(Text, EveryCharacterLeavesInk) {
         EXPECT_GT(BrightnessOf(text), 0) << text;
     // A box is an outline.
     const RECT box = canvas.Ink();
-    for (int x = box.left; x < box.right; ++x)
-        EXPECT_EQ(canvas.At(x, box.top), kWhitePixel);
-    EXPECT_EQ(canvas.At((box.left + box.right) / 2, (box.top + box.bottom) / 2), GdiCanvas::kBackground);
+    const int middle = (box.left + box.right) / 2;
+    EXPECT_TRUE(canvas.At(box.left, box.top) == kWhitePixel && canvas.At(middle, box.top) == kWhitePixel);
+    EXPECT_EQ(canvas.At(middle, (box.top + box.bottom) / 2), GdiCanvas::kBackground);
 }
 
 TEST_F(Text, HeightIsTheLineAndWeightShows) {
     for (const int height : {1, 7, 12, 20, 33, 60}) {
         Use("Arial.ttf", height);
-        TEXTMETRIC metrics{};
-        ASSERT_TRUE(GetTextMetrics(canvas.dc.get(), &metrics));
-        EXPECT_EQ(metrics.tmHeight, height);
-        EXPECT_EQ(metrics.tmAscent + metrics.tmDescent, height);
+        TEXTMETRIC m{};
+        EXPECT_TRUE(GetTextMetrics(canvas.dc.get(), &m) && m.tmHeight == height && m.tmAscent + m.tmDescent == height);
         const RECT ink = InkOf("\xC3\x80gj|", 10, 20);
         EXPECT_TRUE(ink.top >= 20 - 1 && ink.bottom <= 20 + height + 1) << height;
     }
@@ -207,12 +179,11 @@ TEST_F(Text, HeightIsTheLineAndWeightShows) {
 
 TEST_F(Text, AFileBesideTheProgramWins) {
     namespace fs = std::filesystem;
-    std::string directory = testing::TempDir() + "fontsXXXXXX";
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
     const fs::path before = fs::current_path();
-    fs::create_directory(directory + "/fonts");
-    fs::create_symlink(kMono, directory + "/fonts/Own.ttf");
-    std::ofstream(directory + "/fonts/Broken.ttf") << "no font";
+    const fs::path directory = testing::TempDir() + "fonts" + std::to_string(getpid());
+    fs::create_directories(directory / "fonts");
+    fs::create_symlink(kMono, directory / "fonts/Own.ttf");
+    std::ofstream(directory / "fonts/Broken.ttf") << "no font";
     fs::current_path(directory);
     Use("Own.ttf", 20);
     EXPECT_EQ(Width("i"), Width("W"));
@@ -244,27 +215,19 @@ TEST(TextDeathTest, WithoutAnyFontBoxesAndOneMessage) {
         testing::AllOf(testing::HasSubstr("No font file for \"A.ttf\""), testing::Not(testing::HasSubstr("B.ttf"))));
 }
 
-TEST(GlyphCache, StaysWithinItsBound) {
+TEST(GlyphCache, StaysWithinItsBoundAndKeepsWhatIsInUse) {
     mwin::GlyphCache cache;
     const auto key = [](char32_t c) { return mwin::GlyphKey{nullptr, c, 40, false}; };
-    constexpr char32_t kCount = 2000;
-    for (char32_t c = 0; c < kCount; ++c) {
-        mwin::Glyph glyph;
-        glyph.advance = static_cast<int>(c);
-        glyph.mask.reset(pixman_image_create_bits(PIXMAN_a8, 40, 40, nullptr, 0));
-        cache.Add(key(c), std::move(glyph));
-        ASSERT_NE(cache.Find(key(0)), nullptr);  // in use, so it stays
-    }
+    const auto mask = [] { return mwin::PixmanImage(pixman_image_create_bits(PIXMAN_a8, 40, 40, nullptr, 0)); };
     std::size_t kept = 0;
-    for (char32_t c = 0; c < kCount; ++c) {
-        const mwin::Glyph* glyph = cache.Find(key(c));
-        EXPECT_TRUE(glyph == nullptr || glyph->advance == static_cast<int>(c));
-        kept += glyph != nullptr ? 1 : 0;
+    for (char32_t c = 0; c < 2000; ++c) {
+        cache.Add(key(c), {mask(), 0, 0, static_cast<int>(c)});
+        ASSERT_NE(cache.Find(key(0)), nullptr);
     }
-    EXPECT_GT(kept, 100U);
-    EXPECT_LE(kept * 40 * 40, mwin::GlyphCache::kMaxBytes);
-    EXPECT_NE(cache.Find(key(kCount - 1)), nullptr);
-    EXPECT_EQ(cache.Find(key(1)), nullptr);
+    for (char32_t c = 0; c < 2000; ++c)
+        if (const mwin::Glyph* glyph = cache.Find(key(c))) kept += glyph->advance == static_cast<int>(c) ? 1 : 10000;
+    EXPECT_TRUE(kept > 100 && kept * 40 * 40 <= mwin::GlyphCache::kMaxBytes) << kept;
+    EXPECT_TRUE(cache.Find(key(1999)) != nullptr && cache.Find(key(1)) == nullptr);
 }
 
 }  // namespace

@@ -3,12 +3,10 @@
 namespace mwin_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class WindowTest : public WindowSystemTest {
   protected:
     HWND parent = CreateProbe("p", nullptr, {20, 30, 120, 130}, WS_POPUP | WS_VISIBLE);
+    HWND child = CreateProbe("c", parent, {5, 6, 25, 16});
 };
 
 TEST_F(WindowTest, LongsHoldPointersAtByteOffsets) {
@@ -16,11 +14,9 @@ TEST_F(WindowTest, LongsHoldPointersAtByteOffsets) {
     SetWindowLong(parent, GWL_USERDATA, pointer);
     SetWindowLong(parent, GWL_EXSTYLE, 5);
     for (const int index : {0, 8, 12, 16, 17, 20, 4000, -1, -100}) {
-        const LONG_PTR kept = index >= 0 && index <= 16 ? pointer : 0;
-        EXPECT_EQ(GetWindowLong(parent, index), 0) << index;
-        SetWindowLong(parent, index, pointer);
-        EXPECT_EQ(GetWindowLong(parent, index), kept) << index;
-        EXPECT_EQ(SetWindowLong(parent, index, 0), kept) << index;
+        EXPECT_EQ(SetWindowLong(parent, index, pointer), 0) << index;
+        EXPECT_EQ(GetWindowLong(parent, index), index >= 0 && index <= 16 ? pointer : 0) << index;
+        SetWindowLong(parent, index, 0);
     }
     EXPECT_EQ(GetWindowLong(parent, GWL_USERDATA), pointer);
     EXPECT_EQ(GetWindowLong(parent, GWL_EXSTYLE), 5);
@@ -31,33 +27,25 @@ TEST_F(WindowTest, CreationIsRefusedOnlyByMinusOne) {
     WNDCLASS refusing{};
     refusing.lpfnWndProc = [](HWND, UINT message, WPARAM, LPARAM) { return message == WM_CREATE ? answer : 0; };
     refusing.lpszClassName = "refusing";
-    EXPECT_NE(RegisterClass(&refusing), 0);
-    EXPECT_NE(RegisterClass(&refusing), 0) << "registering again is no failure";
-    const auto create = [](const char* name) {
-        return CreateWindow(name, "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr) != nullptr;
-    };
-    for (const LRESULT given : {0, 1, -1}) {
+    for (const auto& [name, given, created] :
+         Table<const char*, LRESULT, bool>{{"refusing", 0, true}, {"refusing", -1, false}, {"unknown", 0, false}}) {
         answer = given;
-        EXPECT_EQ(create("refusing"), given != -1) << given;
+        EXPECT_NE(RegisterClass(&refusing), 0) << "registering again is no failure";
+        HWND window = CreateWindow(name, "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+        EXPECT_EQ(window != nullptr, created) << name << given;
     }
-    EXPECT_FALSE(create("unknown"));
 }
 
 TEST_F(WindowTest, PositionAndVisibilityDependOnTheParent) {
-    HWND child = CreateProbe("c", parent, {5, 6, 25, 16});
     POINT point{1, 1};
-    ClientToScreen(child, &point);
-    EXPECT_EQ(std::pair(point.x, point.y), std::pair(26, 37));
-    ScreenToClient(child, &point);
-    EXPECT_EQ(std::pair(point.x, point.y), std::pair(1, 1));
-    EXPECT_EQ(GetParent(child), parent);
-    EXPECT_EQ(GetParent(parent), nullptr);
+    EXPECT_TRUE(ClientToScreen(child, &point) && point.x == 26 && point.y == 37);
+    EXPECT_TRUE(ScreenToClient(child, &point) && point.x == 1 && point.y == 1);
+    EXPECT_TRUE(GetParent(child) == parent && GetParent(parent) == nullptr);
     SetWindowLong(child, GWL_ID, 7);
     EXPECT_EQ(GetDlgItem(parent, 7), child);
     ShowWindow(parent, SW_HIDE);
     for (const bool shown : {true, false}) {
         EXPECT_EQ(ShowWindow(child, shown ? SW_HIDE : SW_SHOW), shown);
-        EXPECT_EQ((GetWindowLong(child, GWL_STYLE) & WS_VISIBLE) != 0, !shown);
         EXPECT_FALSE(IsWindowVisible(child)) << "its parent is hidden";
     }
     ShowWindow(parent, SW_SHOW);
@@ -66,42 +54,30 @@ TEST_F(WindowTest, PositionAndVisibilityDependOnTheParent) {
 
 TEST_F(WindowTest, SetWindowPosDoesWhatItsFlagsLeave) {
     constexpr UINT kOrder = SWP_NOMOVE | SWP_NOSIZE, kPlace = SWP_NOZORDER;
-    HWND a = CreateProbe("a", parent, {0, 0, 9, 9});
-    HWND b = CreateProbe("b", parent, {0, 0, 9, 9});
-    HWND c = CreateProbe("c", parent, {0, 0, 9, 9});
-    const struct {
-        HWND window, after;
-        int x, y, width, height;
-        UINT flags;
-        const char *order, *edges;  // of all, the topmost first; of `a` on the screen
-    } steps[] = {{a, HWND_TOP, 0, 0, 0, 0, kOrder, "acb", "{ 20, 30, 29, 39 }"},
-                 {a, HWND_BOTTOM, 7, 7, 7, 7, kOrder, "cba", "{ 20, 30, 29, 39 }"},
-                 {c, b, 0, 0, 0, 0, kOrder, "bca", "{ 20, 30, 29, 39 }"},
-                 {a, b, 0, 0, 0, 0, kOrder, "bac", "{ 20, 30, 29, 39 }"},
-                 {a, HWND_TOP, 5, 6, 20, 10, kPlace, "bac", "{ 25, 36, 45, 46 }"},
-                 {a, HWND_TOP, 1, 2, 0, 0, kPlace | SWP_NOSIZE, "bac", "{ 21, 32, 41, 42 }"},
-                 {a, HWND_TOP, 0, 0, 3, 4, kPlace | SWP_NOMOVE, "bac", "{ 21, 32, 24, 36 }"},
-                 {a, HWND_TOP, 0, 0, 5, -1, kPlace, "bac", "{ 21, 32, 24, 36 }"},
-                 {c, HWND_TOP, 0, 0, 0, 0, kOrder | kPlace | SWP_HIDEWINDOW, "ba", "{ 21, 32, 24, 36 }"},
-                 {c, HWND_TOP, 0, 0, 0, 0, kOrder | SWP_SHOWWINDOW, "cba", "{ 21, 32, 24, 36 }"}};
-    for (const auto& step : steps) {
-        SetWindowPos(step.window, step.after, step.x, step.y, step.width, step.height, step.flags);
-        std::string order;
-        for (HWND w = GetWindow(parent, GW_CHILD); w != nullptr; w = GetWindow(w, GW_HWNDNEXT))
-            if (IsWindowVisible(w)) order += w == a ? 'a' : w == b ? 'b' : 'c';
-        EXPECT_EQ(order, step.order) << &step - steps;
+    HWND other = CreateProbe("o", parent, {0, 0, 9, 9});
+    for (const auto& [after, x, y, width, height, flags, top, edges] :
+         Table<HWND, int, int, int, int, UINT, HWND, std::string>{
+             {HWND_TOP, 9, 9, 9, 9, kOrder, child, "25,36,45,46"},
+             {HWND_BOTTOM, 9, 9, 9, 9, kOrder, other, "25,36,45,46"},
+             {HWND_TOP, 0, 1, 2, 3, kPlace, other, "20,31,22,34"},
+             {HWND_TOP, 4, 5, 9, 9, SWP_NOSIZE, child, "24,35,26,38"},
+             {other, 9, 9, 0, 7, SWP_NOMOVE, other, "24,35,24,42"},
+             {HWND_TOP, 0, 0, 5, -1, 0, other, "24,35,24,42"},
+             {HWND_TOP, 0, 0, 0, 0, kOrder | SWP_HIDEWINDOW, child, "24,35,24,42"}}) {
+        SetWindowPos(child, after, x, y, width, height, flags);
+        EXPECT_EQ(GetWindow(parent, GW_CHILD), top) << edges;
+        EXPECT_EQ(GetWindow(top, GW_HWNDNEXT), top == child ? other : child) << edges;
         RECT rect{};
-        GetWindowRect(a, &rect);
-        EXPECT_EQ(Edges(rect), step.edges) << &step - steps;
+        GetWindowRect(child, &rect);
+        EXPECT_EQ(Edges(rect), edges);
+        EXPECT_EQ(IsWindowVisible(child) != FALSE, (flags & SWP_HIDEWINDOW) == 0);
     }
-    EXPECT_EQ(GetWindow(a, GW_HWNDFIRST), c);
-    EXPECT_EQ(GetWindow(a, GW_HWNDPREV), b);
 }
 
-TEST_F(WindowTest, DestroyTellsParentsFirstOnceAndOnTheScreen) {
-    HWND child = CreateProbe("c", parent, {0, 0, 50, 50});
+TEST_F(WindowTest, DestroyTellsParentsFirstOnceAndOnTheScreenAndDropsWhatWaits) {
     CreateProbe("g", child, {0, 0, 9, 9});
     HWND owned = CreateProbe("o", parent, {0, 0, 50, 50}, WS_POPUP | WS_VISIBLE);
+    HWND next = CreateProbe("n", nullptr, {0, 0, 9, 9}, WS_POPUP | WS_VISIBLE);
     EXPECT_EQ(GetParent(owned), parent);
     g_handlers[child] = On(WM_DESTROY, [](HWND w) {
         EXPECT_TRUE(IsWindowVisible(w));
@@ -109,40 +85,31 @@ TEST_F(WindowTest, DestroyTellsParentsFirstOnceAndOnTheScreen) {
         EXPECT_FALSE(PostMessage(w, WM_USER, 0, 0));
         EXPECT_EQ(SetTimer(w, 1, 10, nullptr), 0U);
     });
-    g_watched = {{WM_DESTROY, "destroy"}, {WM_USER, "user"}};
-    TakeLog();
-    EXPECT_TRUE(DestroyWindow(parent));
-    EXPECT_THAT(TakeLog(), ElementsAre("p:destroy", "c:destroy", "g:destroy", "o:destroy"));
-    EXPECT_FALSE(IsWindow(parent) || IsWindow(child) || IsWindow(owned));
-    EXPECT_FALSE(DestroyWindow(parent));
-    EXPECT_EQ(SendMessage(child, WM_USER, 0, 0), 0);
-    EXPECT_THAT(TakeLog(), IsEmpty());
-}
-
-TEST_F(WindowTest, DestroyedWindowsReceiveNothingThatWaited) {
-    HWND child = CreateProbe("c", parent, {0, 0, 50, 50});
+    RunUntilIdle();
     SetTimer(child, 3, 10, nullptr);
     PostMessage(child, WM_USER, 0, 0);
     SetFocus(child);
     keys.Type(VK_F1);
     clock.now += 100;
-    DestroyWindow(child);
     TakeLog();
-    EXPECT_THAT(Received(), ElementsAre("p:keydown", "p:keyup", "p:erase", "p:paint"));
-    EXPECT_EQ(GetFocus(), parent);
+    EXPECT_TRUE(DestroyWindow(parent));
+    EXPECT_THAT(TakeLog(), ElementsAre("p:destroy", "c:destroy", "g:destroy", "o:destroy", "n:setfocus"));
+    EXPECT_FALSE(IsWindow(parent) || IsWindow(child) || IsWindow(owned) || DestroyWindow(parent));
+    EXPECT_EQ(SendMessage(child, WM_USER, 0, 0), 0);
+    EXPECT_EQ(GetFocus(), next);
+    EXPECT_THAT(Received(), ElementsAre("n:keydown", "n:keyup"));
 }
 
 // Any window may be destroyed in any handler.
 TEST_F(WindowTest, DestroyingInHandlersIsSafe) {
     for (const UINT message : {WM_PAINT, WM_ERASEBKGND, WM_KEYDOWN, WM_TIMER, WM_USER, WM_DESTROY, WM_SETFOCUS}) {
-        for (const char victim : {'p', 's', 'b', 'c'}) {
+        for (const int victim : {0, 1, 2, 3}) {
             SCOPED_TRACE(testing::Message() << victim << " in " << message);
             ResetProbes();
             HWND top = CreateProbe("p", nullptr, {0, 0, 100, 100}, WS_POPUP | WS_VISIBLE);
             HWND self = CreateProbe("s", top, {0, 0, 50, 50});
             HWND sibling = CreateProbe("b", top, {40, 40, 90, 90});
-            HWND child = CreateProbe("c", self, {0, 0, 20, 20});
-            HWND target = victim == 'p' ? top : victim == 's' ? self : victim == 'b' ? sibling : child;
+            HWND target = std::vector<HWND>{top, self, sibling, CreateProbe("c", self, {0, 0, 20, 20})}[victim];
             int times = 0;
             g_handlers[self] = On(message, [&](HWND) {
                 if (++times == 1) DestroyWindow(target);
