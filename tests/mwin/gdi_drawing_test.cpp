@@ -5,16 +5,6 @@
 namespace mwin_test {
 namespace {
 
-enum class How { Fill, FillByBrush, Area };
-
-// `points`: two corners of a rectangle, or the corners of an area.
-void Draw(HDC dc, How how, HBRUSH brush, const std::vector<POINT>& points) {
-    const RECT rect{points[0].x, points[0].y, points[1].x, points[1].y};
-    if (how == How::Fill) FastFillRect(dc, &rect, kRed);
-    if (how == How::FillByBrush) FillRect(dc, &rect, brush);
-    if (how == How::Area) Polygon(dc, points.data(), static_cast<int>(points.size()));
-}
-
 // On 9×6 pixels with the origin at (1, 1) and the last column and row clipped away.
 TEST(GdiDrawing, ShapesAreClippedAndTellTheirDamage) {
     constexpr int kFar = INT_MAX;
@@ -24,25 +14,29 @@ TEST(GdiDrawing, ShapesAreClippedAndTellTheirDamage) {
     const auto red_pen = [](int width) { return CreatePen(PS_SOLID, width, kRed); };
     const std::vector<POINT> frame{{0, 0}, {7, 0}, {7, 4}, {0, 4}, {0, 0}, {2, 1}, {5, 1}, {5, 3}, {2, 3}, {2, 1}};
     const std::vector<POINT> far{{INT_MIN, 3}, {kFar, 3}, {kFar, kFar}, {INT_MIN, kFar}};
+    enum How { kFill, kFillByBrush, kArea };  // rectangles by two corners, or the corners of an area
     for (const auto& [name, how, pen, brush, points, expected] :
          Table<const char*, How, HPEN, HBRUSH, std::vector<POINT>, const char*>{
-             {"rectangle", How::Fill, no_pen, none, {{-5, 1}, {3, 3}}, "//RRRR/RRRR"},
-             {"empty rectangle", How::Fill, no_pen, none, {{3, 3}, {1, 1}}, ""},
-             {"far rectangle", How::Fill, no_pen, none, {{INT_MIN, INT_MIN}, {kFar, 1}}, "RRRRRRRR/RRRRRRRR"},
-             {"brush", How::FillByBrush, no_pen, blue, {{6, 2}, {100, 100}}, "///.......B/.......B"},
-             {"null brush", How::FillByBrush, no_pen, none, {{0, 0}, {9, 9}}, ""},
-             {"polygon", How::Area, red_pen(1), blue, {{0, 3}, {3, 0}, {6, 3}}, "/....R/...RBR/..RBBBR/.RRRRRRR"},
-             {"thick outline", How::Area, red_pen(3), none, {{1, 1}, {4, 1}}, "/.RRRRRR/.RRRRRR/.RRRRRR"},
-             {"two corners", How::Area, red_pen(1), blue, {{0, 1}, {3, 1}}, "//.RRRR"},
-             {"even-odd", How::Area, no_pen, blue, frame, "/.BBBBBBB/.BB...BB/.BB...BB/.BBBBBBB"},
-             {"far polygon", How::Area, no_pen, blue, far, "////BBBBBBBB"}}) {
+             {"rectangle", kFill, no_pen, none, {{-5, 1}, {3, 3}}, "//RRRR/RRRR"},
+             {"empty rectangle", kFill, no_pen, none, {{3, 3}, {1, 1}}, ""},
+             {"far rectangle", kFill, no_pen, none, {{INT_MIN, INT_MIN}, {kFar, 1}}, "RRRRRRRR/RRRRRRRR"},
+             {"brush", kFillByBrush, no_pen, blue, {{6, 2}, {100, 100}}, "///.......B/.......B"},
+             {"null brush", kFillByBrush, no_pen, none, {{0, 0}, {9, 9}}, ""},
+             {"polygon", kArea, red_pen(1), blue, {{0, 3}, {3, 0}, {6, 3}}, "/....R/...RBR/..RBBBR/.RRRRRRR"},
+             {"thick outline", kArea, red_pen(3), none, {{1, 1}, {4, 1}}, "/.RRRRRR/.RRRRRR/.RRRRRR"},
+             {"two corners", kArea, red_pen(1), blue, {{0, 1}, {3, 1}}, "//.RRRR"},
+             {"even-odd", kArea, no_pen, blue, frame, "/.BBBBBBB/.BB...BB/.BB...BB/.BBBBBBB"},
+             {"far polygon", kArea, no_pen, blue, far, "////BBBBBBBB"}}) {
         SCOPED_TRACE(name);
         GdiCanvas canvas(9, 6);
         canvas.dc->origin = {1, 1};
         canvas.dc->clip = mwin::Region(RECT{0, 0, 8, 5});
         SelectObject(canvas.dc.get(), pen);
         SelectObject(canvas.dc.get(), brush);
-        Draw(canvas.dc.get(), how, brush, points);
+        const RECT rect{points[0].x, points[0].y, points[1].x, points[1].y};
+        if (how == kFill) FastFillRect(canvas.dc.get(), &rect, kRed);
+        if (how == kFillByBrush) FillRect(canvas.dc.get(), &rect, brush);
+        if (how == kArea) Polygon(canvas.dc.get(), points.data(), static_cast<int>(points.size()));
         EXPECT_EQ(canvas.Drawn(), expected);
         // Painting the damage over leaves nothing.
         const mwin::Region damage = canvas.surface.Damage();
@@ -98,16 +92,6 @@ TEST(GdiObjects, DeletionIsSafe) {
     EXPECT_TRUE(SelectObject(dc, selected) == nullptr && SelectObject(dc, nullptr) == nullptr);
     SIZE size{};
     EXPECT_TRUE(GetTextExtentPoint(dc, "x", 1, &size) && size.cy == 16) << "the system font's line";
-}
-
-TEST(GdiObjects, NoDeviceNoCrash) {
-    MwDc no_surface;
-    for (HDC dc : {static_cast<HDC>(nullptr), &no_surface}) {
-        for (const How how : {How::Fill, How::FillByBrush, How::Area})
-            Draw(dc, how, GetStockObject(WHITE_BRUSH), {{0, 0}, {1, 1}});
-        EXPECT_FALSE(TextOut(dc, 0, 0, "x", 1) || Rectangle(dc, 0, 0, 1, 1) || LineTo(dc, 1, 1));
-        DrawDIBFit(dc, 0, 0, 1, 1, nullptr);
-    }
 }
 
 TEST(GdiPictures, AreBlendedStretchedAndClipped) {

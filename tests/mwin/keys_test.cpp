@@ -75,12 +75,8 @@ class KeyFiles : public testing::Test {
     void SetUp() override { ASSERT_NE(mkdtemp(directory.data()), nullptr); }
     void TearDown() override { fs::remove_all(directory); }
     void AddDevice(const std::string& name) { ASSERT_EQ(mkfifo((directory + "/" + name).c_str(), 0600), 0); }
-    static input_event Key(int code, int value, int type = EV_KEY) {
-        input_event event{};
-        event.type = static_cast<std::uint16_t>(type);
-        event.code = static_cast<std::uint16_t>(code);
-        event.value = value;
-        return event;
+    static input_event Key(std::uint16_t code, int value, std::uint16_t type = EV_KEY) {
+        return {{}, type, code, value};
     }
     // Without the first `skip` and the last `cut` bytes.
     void Send(const std::string& name, const std::vector<input_event>& events, std::ptrdiff_t skip = 0,

@@ -86,10 +86,10 @@ TEST(Display, CursorLiesOverEverythingAtOnce) {
     EXPECT_EQ(screen.PixelAt(0, 0), kBlackPixel);
     EXPECT_EQ(screen.UpdatedPixels(), 2U * 16 * 8 + 34) << "only what changed";
     mwin::CloseDisplay();
-    EXPECT_TRUE(scrdev == nullptr && mwin::ScreenSurface() == nullptr && GdShowCursor() == 0);
     mwin::FlushScreen();
     MwMoveCursor(1, 1);
     GdSetCursorImage(nullptr);
+    EXPECT_TRUE(scrdev == nullptr && mwin::ScreenSurface() == nullptr && GdShowCursor() == 0);
 }
 
 // Six pixels drawn from (1, 1) on, three in a row, on a file in the device's place: which of the file's pixels are not
