@@ -80,15 +80,17 @@ TEST_F(PaintTest, DrawingIsClippedToWhatIsSeen) {
     EXPECT_EQ(At(45, 45), kGreenPixel) << "somebody else's device";
 }
 
-// Handlers that do not validate, invalidate themselves, raise and activate their window, have it painted or run a loop
-// of their own: painted once all the same.
+// Handlers that do not validate, invalidate themselves, raise, lower and activate their window, have it painted or run
+// a loop of their own: painted once all the same.
 TEST_F(PaintTest, PaintHandlersNeverSpin) {
     const std::function<void(HWND)> habits[] = {
         [](HWND) {},         [](HWND w) { InvalidateRect(w, nullptr, TRUE); },
         BringWindowToTop,    SetActiveWindow,
-        SetForegroundWindow, [](HWND w) { SetWindowPos(w, HWND_TOP, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE); },
+        SetForegroundWindow, [](HWND w) { SetWindowPos(w, HWND_BOTTOM, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE); },
         UpdateWindow,        [](HWND) { RunUntilIdle(); },
     };
+    ShowWindow(back, SW_HIDE);
+    RunUntilIdle();
     for (const UINT when : {WM_PAINT, WM_ERASEBKGND}) {
         for (const auto& habit : habits) {
             SCOPED_TRACE(testing::Message() << "habit " << &habit - habits << " in " << when);
@@ -128,6 +130,7 @@ TEST_F(PaintTest, UpdateRegions) {
     UpdateWindow(hidden);
     UpdateWindow(child);
     EXPECT_THAT(TakeLog(), ElementsAre("child:1,2,3,4"));
+    EXPECT_TRUE(InvalidateRect(child, nullptr, TRUE) && ValidateRect(child, nullptr));
     EXPECT_THAT(Received(), IsEmpty());
     const Handler paint = g_handlers[child];
     g_handlers[child] = [&](HWND w, UINT message, WPARAM, LPARAM) {

@@ -99,6 +99,7 @@ std::map<std::size_t, std::uint32_t> DrawnOn(const std::string& path, std::size_
     auto screen = mwin::FramebufferScreen::Open(path.c_str(), error);
     EXPECT_EQ(screen == nullptr, !error.empty());
     if (!screen) return {};
+    EXPECT_EQ(screen->Height() * 4, screen->Width() * 3);
     const auto width = static_cast<std::size_t>(screen->Width());
     std::vector<std::uint32_t> surface(width * 3);
     constexpr std::uint32_t kPicture[] = {kRedPixel, kGreenPixel, kBluePixel, kWhitePixel, 0xFF123456, 0xFF181818};

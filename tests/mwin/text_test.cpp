@@ -126,6 +126,10 @@ TEST_F(Text, Aligns) {
             << format;
     }
     canvas.Clear();
+    RECT two_lines{20, 10, 180, 90};
+    DrawText(canvas.dc.get(), "HH\nH", -1, &two_lines, DT_LEFT);
+    EXPECT_EQ(Edges(canvas.Ink()), Edges({first.left + 20, first.top + 10, first.right + 20, first.bottom + 30}));
+    canvas.Clear();
     RECT narrow{20, 10, 25, 18};
     DrawText(canvas.dc.get(), "HHHH\nHHHH", -1, &narrow, DT_CENTER);
     const RECT ink = canvas.Ink();

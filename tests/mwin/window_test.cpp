@@ -31,8 +31,9 @@ TEST_F(WindowTest, CreationIsRefusedOnlyByMinusOne) {
          Table<const char*, LRESULT, bool>{{"refusing", 0, true}, {"refusing", -1, false}, {"unknown", 0, false}}) {
         answer = given;
         EXPECT_NE(RegisterClass(&refusing), 0) << "registering again is no failure";
-        HWND window = CreateWindow(name, "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+        HWND window = CreateWindow(name, "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, &answer, nullptr);
         EXPECT_EQ(window != nullptr, created) << name << given;
+        EXPECT_EQ(GetWindowInstance(window), created ? &answer : nullptr);
     }
 }
 
@@ -41,6 +42,9 @@ TEST_F(WindowTest, PositionAndVisibilityDependOnTheParent) {
     EXPECT_TRUE(ClientToScreen(child, &point) && point.x == 26 && point.y == 37);
     EXPECT_TRUE(ScreenToClient(child, &point) && point.x == 1 && point.y == 1);
     EXPECT_TRUE(GetParent(child) == parent && GetParent(parent) == nullptr);
+    char text[] = "full";
+    EXPECT_EQ(GetWindowText(parent, text, sizeof text), 1);
+    EXPECT_STREQ(text, "p");
     SetWindowLong(child, GWL_ID, 7);
     EXPECT_EQ(GetDlgItem(parent, 7), child);
     ShowWindow(parent, SW_HIDE);
