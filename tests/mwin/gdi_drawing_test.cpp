@@ -23,7 +23,7 @@ TEST(GdiDrawing, ShapesAreClippedAndTellTheirDamage) {
              {"brush", kFillByBrush, no_pen, blue, {{6, 2}, {100, 100}}, "///.......B/.......B"},
              {"null brush", kFillByBrush, no_pen, none, {{0, 0}, {9, 9}}, ""},
              {"polygon", kArea, red_pen(1), blue, {{0, 3}, {3, 0}, {6, 3}}, "/....R/...RBR/..RBBBR/.RRRRRRR"},
-             {"slope", kArea, red_pen(1), none, {{0, 0}, {6, 2}}, "/.RR/...RRR/......RR"},
+             {"slope", kArea, red_pen(1), none, {{0, 0}, {6, 3}}, "/.RR/..RRR/....RRR/......RR"},
              {"thick outline", kArea, red_pen(3), none, {{1, 1}, {4, 1}}, "/.RRRRRR/.RRRRRR/.RRRRRR"},
              {"two corners", kArea, red_pen(1), blue, {{0, 1}, {3, 1}}, "//.RRRR"},
              {"even-odd", kArea, no_pen, blue, frame, "/.BBBBBBB/.BB...BB/.BB...BB/.BBBBBBB"},
