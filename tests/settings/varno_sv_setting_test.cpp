@@ -56,7 +56,7 @@ class Settings : public testing::Test {
     }
     std::string File() { return kernel.Get(kFile); }
     std::string Languages() {
-        std::map<unsigned, LanguageType*> list;
+        std::map<unsigned, LanguageType*> list{{99, nullptr}};  // goes
         store.CopyLanguageList(list);
         std::string all;
         for (const auto& [id, language] : list)
@@ -168,7 +168,7 @@ TEST_F(Settings, TextsAreCompletedAndNeverOverwritten) {
     EXPECT_EQ(store.GetXMLConfLangItemVal("pt", 10001, "Sim"), "Sim");
     EXPECT_EQ(store.GetXMLConfLangItemVal("pt", 10001, "other"), "Sim");
     EXPECT_THAT(File(), HasSubstr("<!-- by hand -->"));
-    EXPECT_EQ(Count(File(), "\"10012\""), 1);
+    EXPECT_EQ(Count(File(), "\"10012\"") + Count(File(), "ID=\"10020\" string="), 2);
 }
 
 TEST_F(Settings, TextBytesSurviveWhateverTheirEncoding) {
@@ -219,13 +219,13 @@ TEST_F(Settings, UnparsableFileIsPutAside) {
                                   good + std::string(1024 * 1024, ' '),
                                   good + std::string(1, '\0') + "x"};
     for (const char* empty : {"", " \n"}) {
-        Start(empty);
+        EXPECT_EQ(Printed([&] { Start(empty); }), "Error in varnosvconf.xml: Error document empty.\n");
         EXPECT_EQ(Count(File(), "<StringTable "), 40);
         EXPECT_FALSE(kernel.Exists(Aside(1))) << "nothing to lose";
     }
     int number = 0;
     for (const std::string& text : broken) {
-        Start(text);
+        EXPECT_EQ(Count(Printed([&] { Start(text); }), "Error in varnosvconf.xml: "), 1);
         EXPECT_TRUE(kernel.Get(Aside(++number)) == text) << number << ": " << text.substr(0, 40);
         EXPECT_EQ(Stored("colorful"), "true");
     }
@@ -287,6 +287,12 @@ TEST_F(Settings, UnreadableFileIsLeftAlone) {
     EXPECT_FALSE(store.SaveXMLSettingItem("colorful", false));
     EXPECT_TRUE(std::filesystem::is_directory(kFile));
     EXPECT_FALSE(kernel.Exists(Aside(1)));
+    // Nor is one that cannot be put aside.
+    std::filesystem::remove(kFile);
+    for (int number = 1; number <= 9; ++number)
+        std::filesystem::create_directory(Aside(number));
+    EXPECT_THAT(Printed([&] { Start("broken"); }), HasSubstr("Error in varnosvconf.xml: Is a directory\n"));
+    EXPECT_EQ(File(), "broken");
 }
 
 TEST_F(Settings, OtgStateIsTheAnswerOfTheCall) {
@@ -306,12 +312,15 @@ TEST_F(Settings, OtgStateIsTheAnswerOfTheCall) {
     store.DeinitFSLOTG();
     EXPECT_EQ(kernel.OpenFiles(), 0);
     EXPECT_EQ(store.GetOTGStatus(), 0);
+    const int stranger = kernel.Open("/dev/fsl_otg", O_RDWR);  // gets the same number
+    store.DeinitFSLOTG();
+    EXPECT_EQ(kernel.Close(stranger), 0) << "was left open";
 }
 
 // Files of "key=value" lines, which another tool of the board may read.
 TEST_F(Settings, KeyValueFiles) {
     const std::string file = "/etc/settings.conf";
-    const std::string filler(250, 'x');
+    const std::string filler(249, 'x');
     kernel.on_system = [&](const std::string& command) {
         if (command != "mv " + file + ".tmp " + file) return 127 << 8;
         std::filesystem::rename(kernel.Path(file) + ".tmp", kernel.Path(file));
@@ -344,7 +353,7 @@ TEST_F(Settings, KeyValueFiles) {
     }
     kernel.Put(file, "k=1#x\nb\n");
     const std::string said = Printed([&] {
-        EXPECT_EQ(store.ReadSettingItem(file, "k", flag) + store.ReadSettingItem("/etc/none", "k", flag), 0);
+        EXPECT_EQ(store.ReadSettingItem(file, "k", flag) + store.ReadSettingItemToString("/etc/none", "k", value), 0);
         EXPECT_EQ(store.WriteSettingItem(file, "k", 7) + store.WriteSettingItem("/etc/none", "k", true), 0);
         kernel.FailNth(Call::System, 1, EAGAIN);
         EXPECT_EQ(store.WriteSettingItem(file, "k", false), 0);

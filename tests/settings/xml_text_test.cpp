@@ -26,14 +26,17 @@ TEST(XmlText, NestingIsCountedAsTheParserGoesDown) {
 }
 
 TEST(XmlText, ReferencesBeyondAsciiBecomeUtf8) {
-    const std::pair<const char*, const char*> cases[] = {{"", ""},
-                                                         {"a&#243;b&#xF3;c&#XE9;", "aóbócé"},
-                                                         {"&#x4E2D;&#x1F600;", "\xE4\xB8\xAD\xF0\x9F\x98\x80"},
-                                                         {"&#65;&#38;&#60;&#127;", "&#65;&#38;&#60;&#127;"},
-                                                         {"&#xD800;&#x110000;&#99999999;&#xZZ;&#;&#x;&#-5;&#243",
-                                                          "&#xD800;&#x110000;&#99999999;&#xZZ;&#;&#x;&#-5;&#243"},
-                                                         {"&amp;#243; &#&#243;", "&amp;#243; &#\xC3\xB3"},
-                                                         {"\xA8\xAE&#243;\xA8", "\xA8\xAE\xC3\xB3\xA8"}};
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ""},
+        {"a&#243;b&#xF3;c&#XE9;", "aóbócé"},
+        {"&#x4E2D;&#x1F600;", "\xE4\xB8\xAD\xF0\x9F\x98\x80"},
+        {"&#x80;&#x7FF;&#x800;&#xFFFF;&#x10000;", "\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80"},
+        {"&#0000243;&#00000243;", "\xC3\xB3&#00000243;"},
+        {"&#65;&#38;&#60;&#127;", "&#65;&#38;&#60;&#127;"},
+        {"&#xD800;&#x110000;&#99999999;&#xZZ;&#;&#x;&#-5;&#243",
+         "&#xD800;&#x110000;&#99999999;&#xZZ;&#;&#x;&#-5;&#243"},
+        {"&amp;#243; &#&#243;", "&amp;#243; &#\xC3\xB3"},
+        {"\xA8\xAE&#243;\xA8", "\xA8\xAE\xC3\xB3\xA8"}};
     for (const auto& [xml, expanded] : cases)
         EXPECT_EQ(WithExpandedReferences(xml), expanded) << xml;
 }

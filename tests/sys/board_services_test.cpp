@@ -18,12 +18,19 @@ constexpr char kNoPowerOff[] = "ERROR(No such file or directory): open /sys/powe
 
 class BoardServices : public testing::Test {
   protected:
-    ~BoardServices() override { EXPECT_EQ(kernel.OpenFiles(), 0); }
+    ~BoardServices() override {
+        EXPECT_EQ(kernel.OpenFiles(), 0);
+        EXPECT_EQ(Descriptors(), before);
+    }
+    static std::ptrdiff_t Descriptors() {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
     int PercentAt(long long millivolts) {
         kernel.Put("/sys/class/power_supply/battery/voltage_now", std::to_string(millivolts * 1000) + "\n");
         return Varno::GetBatteryPowerPercent();
     }
     support::FakeKernel kernel;
+    const std::ptrdiff_t before = Descriptors();
 };
 
 TEST_F(BoardServices, LoggerPrefixesByLevel) {
