@@ -1,25 +1,33 @@
-// AVI files for tests: written by the library, or put together byte by byte.
+// AVI files for tests: put together byte by byte, and taken apart by the letter of the format.
 #pragma once
 
 #include <cstdint>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
-#include <memory>
+#include <set>
 #include <string>
 #include <vector>
-
-#include "media/avilib.h"
-
-struct AviCloser {
-    void operator()(avi_t* avi) const { AVI_close(avi); }
-};
-using AviHandle = std::unique_ptr<avi_t, AviCloser>;
 
 inline std::string Le32(std::uint32_t value) {
     std::string bytes;
     for (int shift = 0; shift < 32; shift += 8)
         bytes += static_cast<char>(value >> shift);
     return bytes;
+}
+
+inline std::string Words(std::initializer_list<std::uint32_t> values) {
+    std::string bytes;
+    for (const std::uint32_t value : values)
+        bytes += Le32(value);
+    return bytes;
+}
+
+inline std::uint32_t Read32(const std::string& bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 4; i-- > 0;)
+        value = value << 8 | static_cast<unsigned char>(bytes.at(at + i));
+    return value;
 }
 
 inline std::string Chunk(const std::string& tag, const std::string& data) {
@@ -30,25 +38,26 @@ inline std::string List(const std::string& type, const std::string& data) {
     return Chunk("LIST", type + data);
 }
 
+inline std::string Riff(const std::string& chunks) {
+    return "RIFF" + Le32(static_cast<std::uint32_t>(chunks.size() + 4)) + "AVI " + chunks;
+}
+
 // A stream list: header of kind "vids" or "auds" and its format.
+inline std::string Stream(const std::string& kind, const std::string& header, const std::string& format) {
+    return List("strl", Chunk("strh", kind + header) + Chunk("strf", format));
+}
 inline std::string Stream(const std::string& kind, const std::string& format, std::uint32_t scale = 1,
                           std::uint32_t rate = 25, std::uint32_t length = 0) {
-    const std::string header = kind + "YUY2" + std::string(12, '\0') + Le32(scale) + Le32(rate) + Le32(0) +
-                               Le32(length) + std::string(20, '\0');
-    return List("strl", Chunk("strh", header) + Chunk("strf", format));
+    return Stream(kind, "YUY2" + Words({0, 0, 0, scale, rate, 0, length, 0, 0, 0, 0, 0}), format);
 }
 
 inline std::string BitmapFormat(std::uint32_t width, std::uint32_t height) {
-    return Le32(40) + Le32(width) + Le32(height) + std::string(4, '\0') + "YUY2" + std::string(20, '\0');
+    return Words({40, width, height, 0}) + "YUY2" + std::string(20, '\0');
 }
 
 inline std::string IndexRecord(const std::string& tag, std::uint32_t flags, std::uint32_t offset,
                                std::uint32_t length) {
-    return tag + Le32(flags) + Le32(offset) + Le32(length);
-}
-
-inline std::string Riff(const std::string& chunks) {
-    return "RIFF" + Le32(static_cast<std::uint32_t>(chunks.size() + 4)) + "AVI " + chunks;
+    return tag + Words({flags, offset, length});
 }
 
 inline std::string ReadFile(const std::string& path) {
@@ -56,26 +65,52 @@ inline std::string ReadFile(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-inline void WriteFile(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
-inline std::uint32_t Read32(const std::string& bytes, std::size_t at) {
-    std::uint32_t value = 0;
-    for (std::size_t i = 4; i-- > 0;)
-        value = value << 8 | static_cast<unsigned char>(bytes.at(at + i));
-    return value;
-}
-
-// Every frame of a file as text; what a broken frame gives is left out.
-inline std::vector<std::string> ReadFrames(avi_t* avi) {
-    std::vector<std::string> frames;
-    std::string buffer(static_cast<std::size_t>(AVI_max_video_chunk(avi)) + 1, '\0');
-    int keyframe = 0;
-    for (int i = 0; i < AVI_video_frames(avi); ++i) {
-        AVI_set_video_position(avi, i);
-        const long bytes = AVI_read_frame(avi, buffer.data(), &keyframe);
-        if (bytes >= 0) frames.push_back(buffer.substr(0, static_cast<std::size_t>(bytes)));
+// A finished recording: every list ends where its last chunk ends, and the index, whose offsets count from the start of
+// the file, knows every chunk of the movi list. Nothing is forgiven: `defect` tells the first thing that is wrong.
+class AviFile {
+  public:
+    explicit AviFile(const std::string& bytes) : m_bytes(bytes) {
+        Walk(0, bytes.size());
+        for (std::size_t at = 0; defect.empty() && at < m_index.size(); at += 16) {
+            const std::size_t chunk = Read32(m_index, at + 8);
+            if (m_chunks.count(chunk) == 0 || bytes.compare(chunk, 4, m_index, at, 4) != 0 ||
+                bytes.compare(chunk + 4, 4, m_index, at + 12, 4) != 0)
+                defect = "index record " + std::to_string(at / 16);
+            m_known.insert(chunk);
+            if (m_index[at + 2] != 'd') continue;
+            frames.push_back(bytes.substr(chunk + 8, Read32(m_index, at + 12)));
+            flags.push_back(Read32(m_index, at + 4));
+        }
+        if (defect.empty() && m_known != m_chunks) defect = "a chunk that the index leaves out";
+        if (defect.empty() && (Read32(bytes, 48) != frames.size() || Read32(bytes, 140) != frames.size()))
+            defect = "the header's number of frames";
     }
-    return frames;
-}
+    double Rate() const { return Read32(m_bytes, 132) / 333333.0; }
+
+    std::string defect;
+    std::vector<std::string> frames;
+    std::vector<std::uint32_t> flags;  // of the frames, in the index
+
+  private:
+    void Walk(std::size_t at, std::size_t end) {
+        while (at + 8 <= end && defect.empty()) {
+            const std::string tag = m_bytes.substr(at, 4);
+            const std::size_t size = Read32(m_bytes, at + 4);
+            const std::size_t behind = at + 8 + size + (size & 1);
+            if (behind > end) break;
+            if (tag == "RIFF" || tag == "LIST") {
+                Walk(at + 12, at + 8 + size);
+            } else if (tag == "idx1") {
+                m_index = m_bytes.substr(at + 8, size);
+            } else if (tag[0] == '0') {
+                m_chunks.insert(at);
+            }
+            at = behind;
+        }
+        if (at != end && defect.empty()) defect = "no chunk ends at " + std::to_string(end);
+    }
+
+    const std::string m_bytes;
+    std::string m_index;
+    std::set<std::size_t> m_chunks, m_known;  // where those of the movi list begin
+};

@@ -2,8 +2,7 @@
 
 #include <thread>
 
-#include "tests/media/avi_file.h"
-#include "tests/media/test_kernel.h"
+#include "tests/media/media_test.h"
 
 namespace {
 
@@ -21,133 +20,126 @@ class AviSaverTest : public MediaTest {
         m_saver.reset();
         return testing::internal::GetCapturedStdout();
     }
-    static std::string Frame(int i) { return std::string(kFrameBytes, static_cast<char>('A' + i % 26)); }
-    // Hands over one frame and waits until the writer has seen it.
-    void AddAndWait(int i) {
-        const int before = m_kernel.m_writes;
-        std::string frame = Frame(i);
-        m_saver->AddFrame(frame.data(), kFrameBytes);
-        while (m_kernel.m_writes == before && m_saver->IsRecording())
-            std::this_thread::yield();
+    bool Start() { return m_saver->StartRecord(m_path.c_str(), 30); }
+    // The frames numbered from `first` to `last`.
+    static std::vector<std::string> Frames(int last, int first = 0) {
+        std::vector<std::string> frames;
+        for (int i = first; i <= last; ++i)
+            frames.emplace_back(kFrameBytes, static_cast<char>('A' + i % 26));
+        return frames;
     }
-    std::vector<std::string> Frames(double* fps = nullptr) {
-        const AviHandle avi(AVI_open_input_file(m_path.c_str(), 1));
-        if (!avi) return {};
-        if (fps) *fps = AVI_frame_rate(avi.get());
-        return ReadFrames(avi.get());
+    void Add(int i) { m_saver->AddFrame(Frames(i, i)[0].data(), kFrameBytes); }
+    // Waits until the writer has done something with each.
+    void AddAndWait(int first, int last) {
+        for (int i = first; i <= last; ++i) {
+            const int before = m_kernel.Writes();
+            Add(i);
+            WaitForEnd([&] { return m_kernel.Writes() != before; });
+        }
     }
-    void WaitForEnd() {
-        while (m_saver->IsRecording())
-            std::this_thread::yield();
+    // Of the recording, or of `done`; fails the test when neither comes.
+    void WaitForEnd(const std::function<bool()>& done = [] { return false; }) {
+        for (int tries = 0; m_saver->IsRecording() && !done(); ++tries) {
+            ASSERT_LT(tries, 20000) << "the writer does nothing";
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+    // What was recorded, a sound file.
+    std::vector<std::string> Recorded() {
+        const AviFile file(Bytes());
+        EXPECT_EQ(file.defect, "");
+        return file.frames;
     }
 
-    const std::string m_path = File("clip.avi");
     std::unique_ptr<CVarnoAVISaver> m_saver{CVarnoAVISaver::CreateNew(16, 8)};
 };
 
 TEST_F(AviSaverTest, RecordsAtTheMeasuredRate) {
     const struct {
-        int frames;
-        int seconds;
+        int frames, seconds;
         double fps;
-    } cases[] = {{3, 0, 25}, {123, 10, 12}, {5, 10, 0}, {0, 10, 25}};
-    for (const auto& test : cases) {
-        SCOPED_TRACE(std::to_string(test.frames) + " frames");
+    } cases[] = {{3, 0, 25}, {3, 1, 3}, {123, 10, 12}, {5, 10, 0}, {0, 10, 25}};
+    time_t now = 1700000000;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.frames) + " frames");
         EXPECT_FALSE(m_saver->IsRecording());
-        ASSERT_TRUE(m_saver->StartRecord(m_path.c_str(), 30));
+        ASSERT_TRUE(Start());
         EXPECT_TRUE(m_saver->IsRecording());
-        const int syncs = m_kernel.m_syncs;
-        for (int i = 0; i < test.frames; ++i)
-            AddAndWait(i);
-        m_kernel.m_now += test.seconds;
+        EXPECT_EQ(Read32(Bytes(), 132), 30U * 333333) << "at first, what the caller wants";
+        const int syncs = m_kernel.Syncs();
+        AddAndWait(0, c.frames - 1);
+        m_kernel.SetWallClock(now += c.seconds);
         m_saver->StopRecord();
         EXPECT_FALSE(m_saver->IsRecording());
-        EXPECT_EQ(m_kernel.m_syncs - syncs, test.frames / 15);
-        if (test.frames == 0) {
-            EXPECT_EQ(ReadFile(m_path).size(), 2056U);
-            continue;
-        }
-        double fps = -1;
-        const std::vector<std::string> frames = Frames(&fps);
-        ASSERT_EQ(frames.size(), static_cast<std::size_t>(test.frames));
-        for (int i = 0; i < test.frames; ++i)
-            ASSERT_EQ(frames[static_cast<std::size_t>(i)], Frame(i));
-        EXPECT_EQ(fps, test.fps);
+        EXPECT_EQ(m_kernel.Syncs() - syncs, c.frames / 15);
+        EXPECT_EQ(m_kernel.OpenFiles(), 0);
+        const AviFile file(Bytes());
+        EXPECT_EQ(file.defect, "");
+        EXPECT_EQ(file.frames, Frames(c.frames - 1));
+        EXPECT_EQ(file.Rate(), c.fps);
         // The first frame is no key frame, all others are.
-        const std::string index =
-            ReadFile(m_path).substr(2048 + static_cast<std::size_t>(test.frames) * (8 + kFrameBytes) + 8);
-        for (int i = 0; i < test.frames; ++i)
-            EXPECT_EQ(Read32(index, static_cast<std::size_t>(i) * 16 + 4), i ? 0x10U : 0U);
+        for (std::size_t i = 0; i < file.flags.size(); ++i)
+            EXPECT_EQ(file.flags[i], i ? 0x10U : 0U);
     }
     const std::string printed = Printed();
-    for (const char* line : {"Enter CVarnoAVISaver::thread_proc()\n", "123 / 10 = 12.000000\n", "5 / 10 = 0.000000\n",
-                             "Exit CVarnoAVISaver::thread_proc()\n", "Added 123 frames, Writed 123 frames\n",
-                             "CVarnoAVISaver::~CVarnoAVISaver\n"}) {
+    for (const std::string& line :
+         {std::string("Enter CVarnoAVISaver::thread_proc()\n"), std::string("123 / 10 = 12.000000\n"),
+          std::string("5 / 10 = 0.000000\n"), std::string("Exit CVarnoAVISaver::thread_proc()\n"),
+          std::string("Added 123 frames, Writed 123 frames\n"), std::string("CVarnoAVISaver::~CVarnoAVISaver\n"),
+          "Start record avi file " + m_path + "\n"}) {
         EXPECT_NE(printed.find(line), std::string::npos) << line;
     }
-    EXPECT_NE(printed.find("Start record avi file " + m_path + "\n"), std::string::npos);
-    EXPECT_EQ(m_kernel.m_commands.back(), "echo 1 > /proc/sys/vm/drop_caches");
+    EXPECT_EQ(m_kernel.Commands().back(), "echo 1 > /proc/sys/vm/drop_caches");
 }
 
 TEST_F(AviSaverTest, StopWritesWhatIsQueuedAndNothingElse) {
-    std::string early = Frame(25);
-    m_saver->AddFrame(early.data(), kFrameBytes);
-    ASSERT_TRUE(m_saver->StartRecord(m_path.c_str(), 30));
+    Add(25);
+    ASSERT_TRUE(Start());
     std::string empty;
     m_saver->AddFrame(empty.data(), 0);
     m_saver->AddFrame(nullptr, kFrameBytes);
-    for (int i = 0; i < kQueueSlots; ++i) {
-        std::string frame = Frame(i);
-        m_saver->AddFrame(frame.data(), kFrameBytes);
-    }
-    m_saver->StopRecord();
-    m_saver->AddFrame(early.data(), kFrameBytes);
-    const std::vector<std::string> frames = Frames();
-    ASSERT_EQ(frames.size(), static_cast<std::size_t>(kQueueSlots));
     for (int i = 0; i < kQueueSlots; ++i)
-        EXPECT_EQ(frames[static_cast<std::size_t>(i)], Frame(i));
+        Add(i);
+    m_saver->StopRecord();
+    Add(25);
+    EXPECT_EQ(Recorded(), Frames(kQueueSlots - 1));
     // Starting anew ends what runs.
-    ASSERT_TRUE(m_saver->StartRecord(m_path.c_str(), 30));
-    AddAndWait(0);
-    ASSERT_TRUE(m_saver->StartRecord(File("other.avi").c_str(), 30));
-    EXPECT_EQ(Frames().size(), 1U);
+    ASSERT_TRUE(Start());
+    AddAndWait(0, 0);
+    ASSERT_TRUE(m_saver->StartRecord("/media/other.avi", 30));
+    EXPECT_EQ(Recorded(), Frames(0));
 }
 
 TEST_F(AviSaverTest, EndsByItselfWhenSpaceRunsOut) {
     // The check precedes every frame whose number is a multiple of ten, and that frame is still written.
-    for (const auto& [before, last] : {std::pair<int, int>{0, 0}, {7, 10}, {10, 10}}) {
+    for (const auto& [before, last] : {std::pair{0, 0}, {7, 10}, {10, 10}}) {
         SCOPED_TRACE(before);
-        m_kernel.m_freeKib = 2049;
-        ASSERT_TRUE(m_saver->StartRecord(m_path.c_str(), 30));
-        for (int i = 0; i < before; ++i)
-            AddAndWait(i);
-        m_kernel.m_freeKib = 2048;
-        for (int i = before; i <= last; ++i) {
-            EXPECT_TRUE(m_saver->IsRecording());
-            AddAndWait(i);
-        }
+        m_freeKib = 2049;
+        ASSERT_TRUE(Start());
+        AddAndWait(0, before - 1);
+        m_freeKib = 2048;
+        AddAndWait(before, last - 1);
+        EXPECT_TRUE(m_saver->IsRecording());
+        AddAndWait(last, last);
         WaitForEnd();
         m_saver->StopRecord();
-        EXPECT_EQ(Frames().size(), static_cast<std::size_t>(last) + 1);
+        EXPECT_EQ(Recorded(), Frames(last));
     }
 }
 
 TEST_F(AviSaverTest, FailingMediumEndsTheRecording) {
     for (const bool heals : {true, false}) {
-        m_kernel.FailWrites(0, 0);
-        ASSERT_TRUE(m_saver->StartRecord(m_path.c_str(), 30));
-        for (int i = 0; i < 4; ++i)
-            AddAndWait(i);
-        m_kernel.FailWrites(1, EIO);
-        AddAndWait(4);
-        if (heals) m_kernel.FailWrites(0, 0);
+        ASSERT_TRUE(Start());
+        AddAndWait(0, 3);
+        m_kernel.FailWritesFrom(1, EIO);
+        AddAndWait(4, 4);
+        if (heals) m_kernel.Heal();
         WaitForEnd();
         m_saver->StopRecord();
-        m_kernel.FailWrites(0, 0);
-        const std::vector<std::string> frames = Frames();
-        ASSERT_GE(frames.size(), 4U);
-        for (int i = 0; i < 4; ++i)
-            EXPECT_EQ(frames[static_cast<std::size_t>(i)], Frame(i));
+        m_kernel.Heal();
+        const AviHandle avi = Open();
+        ASSERT_TRUE(avi);
+        EXPECT_EQ(ReadFrames(avi.get()), Frames(3));
     }
     const std::string printed = Printed();
     EXPECT_NE(printed.find("Frame 4 can't be writed\n"), std::string::npos);
@@ -156,24 +148,23 @@ TEST_F(AviSaverTest, FailingMediumEndsTheRecording) {
 }
 
 TEST_F(AviSaverTest, FileThatCannotBeOpened) {
-    const std::string path = File("missing/clip.avi");
+    const std::string path = "/media/missing/clip.avi";
     EXPECT_FALSE(m_saver->StartRecord(path.c_str(), 30));
     EXPECT_FALSE(m_saver->IsRecording());
     // A first header that cannot be written would leave a clip that nobody can read after a cut.
     for (const int write : {1, 2}) {
-        m_kernel.FailWrites(write, ENOSPC);
-        EXPECT_FALSE(m_saver->StartRecord(m_path.c_str(), 30));
-        m_kernel.FailWrites(0, 0);
-        EXPECT_FALSE(std::filesystem::exists(m_path)) << write;
+        m_kernel.FailWritesFrom(write, ENOSPC);
+        EXPECT_FALSE(Start());
+        m_kernel.Heal();
+        EXPECT_FALSE(m_kernel.Exists(m_path)) << write;
+        EXPECT_EQ(m_kernel.OpenFiles(), 0);
     }
     EXPECT_EQ(CVarnoAVISaver::CreateNew(0, 8), nullptr);
     const std::string printed = Printed();
-    EXPECT_NE(printed.find("Error:(avilib - Error opening AVI file - No such file or directory) open avi file " + path +
-                           "\n"),
-              std::string::npos);
-    EXPECT_NE(printed.find("Error:(avilib - Error closing AVI file - No space left on device) open avi file " + m_path +
-                           "\n"),
-              std::string::npos);
+    for (const std::string& line : {"opening AVI file - No such file or directory) open avi file " + path,
+                                    "closing AVI file - No space left on device) open avi file " + m_path}) {
+        EXPECT_NE(printed.find("Error:(avilib - Error " + line + "\n"), std::string::npos) << line;
+    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // A kernel for tests: files lie under a temporary directory, commands and ioctls are recorded and answered as told,
-// time moves only when it is moved or slept, and the N-th call of an operation can be made to fail.
+// time moves only when it is moved or slept, and the N-th call of an operation, or every write from it on, can be made
+// to fail.
 #pragma once
 
 #include <dirent.h>
@@ -8,8 +9,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -17,6 +20,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sys/kernel.h"
@@ -26,7 +30,7 @@ namespace support {
 // Installs itself. Thread-safe apart from the members marked as set-up, which belong to the test before it starts.
 class FakeKernel : public Varno::Kernel {
   public:
-    enum class Call { Open, Close, Write, Flush, Ioctl, System, StatFs, SetRealTime };
+    enum class Call { Open, Close, Write, Flush, Ioctl, System, StatFs, SetRealTime, Sync };
     struct IoctlCall {
         std::string path;
         unsigned long request;
@@ -45,9 +49,22 @@ class FakeKernel : public Varno::Kernel {
     std::function<int(const char* path, struct statfs* result)> on_statfs;                        // default: ENOENT
     std::function<void()> on_sleep;  // before a sleep; default: nothing
     std::size_t write_limit = 0;     // most bytes that one Write takes, 0 for no limit
+    bool skip_zeros = false;         // pages of zeros become holes of the file, so that large ones cost nothing
     bool sets_clock = true;          // SetRealTime moves the wall clock
-    // The `n`-th call from now, counted from 1, fails with `error`.
-    void FailNth(Call call, int n, int error) { m_faults[call] = {n, error}; }
+    // Also while others call: the `n`-th call from now, counted from 1, fails with `error`.
+    void FailNth(Call call, int n, int error) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_faults[call] = {n, error};
+    }
+    // The `n`-th write from now and all that follow fail; `partial` bytes of the first of them are still taken.
+    void FailWritesFrom(int n, int error, std::size_t partial = 0) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_faults[Call::Write] = {n, error, true, partial};
+    }
+    void Heal() {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_faults.clear();
+    }
 
     const std::string& Root() const { return m_root; }
     // Makes a file of the device with its directories, and reads one; a missing one is empty.
@@ -69,9 +86,16 @@ class FakeKernel : public Varno::Kernel {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return static_cast<int>(m_paths.size());
     }
-    int Flushes() {
+    int Calls(Call call) {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_flushes;
+        return m_calls[call];
+    }
+    int Flushes() { return Calls(Call::Flush); }
+    int Syncs() { return Calls(Call::Sync); }
+    int Writes() { return Calls(Call::Write); }
+    int LastOpenFlags() {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_open_flags;
     }
     void SetWallClock(time_t seconds) {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -82,8 +106,10 @@ class FakeKernel : public Varno::Kernel {
     int Open(const char* path, int flags, mode_t mode = 0) override {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_opened.emplace_back(path);
+        m_open_flags = flags;
         if (Fails(Call::Open)) return -1;
-        const int fd = open(Path(path).c_str(), flags | O_CLOEXEC, mode);
+        // No test cuts the power: waiting for the medium would only take time.
+        const int fd = open(Path(path).c_str(), (flags & ~O_DSYNC) | O_CLOEXEC, mode);
         if (fd >= 0) m_paths[fd] = path;
         return fd;
     }
@@ -98,13 +124,15 @@ class FakeKernel : public Varno::Kernel {
     }
     ssize_t Write(int fd, const struct iovec* parts, int count) override {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (Fails(Call::Write)) return -1;
-        if (write_limit > 0 && parts[0].iov_len > write_limit) return write(fd, parts[0].iov_base, write_limit);
-        return writev(fd, parts, count);
+        if (Fails(Call::Write)) {
+            const std::size_t partial = std::exchange(m_faults[Call::Write].partial, 0);
+            return partial ? write(fd, parts[0].iov_base, std::min(partial, parts[0].iov_len)) : -1;
+        }
+        if (write_limit > 0) return write(fd, parts[0].iov_base, std::min(write_limit, parts[0].iov_len));
+        return skip_zeros ? WriteSparsely(fd, parts, count) : writev(fd, parts, count);
     }
     int Flush(int /*fd*/) override {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        ++m_flushes;
         return Fails(Call::Flush) ? -1 : 0;
     }
     int Ioctl(int fd, unsigned long request, void* argument) override {
@@ -146,7 +174,10 @@ class FakeKernel : public Varno::Kernel {
         errno = ENOENT;
         return on_statfs ? on_statfs(path, result) : -1;
     }
-    void Sync() override {}
+    void Sync() override {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        Fails(Call::Sync);
+    }
     std::timespec RealTime() override {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_real;
@@ -175,15 +206,35 @@ class FakeKernel : public Varno::Kernel {
 
   private:
     struct Fault {
-        int calls_left;
-        int error;
+        int calls_left = 0;
+        int error = 0;
+        bool lasts = false;
+        std::size_t partial = 0;
     };
 
+    // Counts the call, too.
     bool Fails(Call call) {
-        const auto fault = m_faults.find(call);
-        if (fault == m_faults.end() || --fault->second.calls_left != 0) return false;
-        errno = fault->second.error;
+        ++m_calls[call];
+        const auto found = m_faults.find(call);
+        if (found == m_faults.end()) return false;
+        Fault& fault = found->second;
+        if (--fault.calls_left > 0 || (fault.calls_left < 0 && !fault.lasts)) return false;
+        errno = fault.error;
         return true;
+    }
+    static ssize_t WriteSparsely(int fd, const struct iovec* parts, int count) {
+        static constexpr char kZeros[4096] = {};
+        ssize_t done = 0;
+        for (const struct iovec* part = parts; part != parts + count; ++part) {
+            for (std::size_t at = 0; at < part->iov_len; at += sizeof kZeros) {
+                const char* page = static_cast<const char*>(part->iov_base) + at;
+                const std::size_t length = std::min(sizeof kZeros, part->iov_len - at);
+                const bool hole = std::memcmp(page, kZeros, length) == 0;
+                if (hole ? lseek(fd, static_cast<off_t>(length), SEEK_CUR) < 0 : write(fd, page, length) < 0) return -1;
+                done += static_cast<ssize_t>(length);
+            }
+        }
+        return done;
     }
     template <typename List>
     List Copy(const List& list) {
@@ -198,7 +249,8 @@ class FakeKernel : public Varno::Kernel {
     std::vector<std::string> m_commands;
     std::vector<std::string> m_opened;
     std::vector<IoctlCall> m_ioctls;
-    int m_flushes = 0;
+    std::map<Call, int> m_calls;
+    int m_open_flags = 0;
     std::timespec m_real{1700000000, 0};
     std::chrono::nanoseconds m_monotonic{std::chrono::seconds(1000)};
 };
