@@ -5,7 +5,17 @@
 #include <string>
 
 #include "mwin/device_context.h"
+#include "mwin/font.h"
 #include "mwin/text_coding.h"
+
+// Without faces there would be nothing but boxes to draw.
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    mwin::SetFontSubstitute([](const std::string& /*name*/, bool cjk) {
+        const std::string fonts = "/usr/share/fonts/truetype/";
+        return fonts + (cjk ? "wqy/wqy-microhei.ttc" : "liberation/LiberationSans-Regular.ttf");
+    });
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     struct {
