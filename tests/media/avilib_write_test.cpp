@@ -107,13 +107,10 @@ TEST_F(AviWriteTest, ChunksArePaddedAndDuplicatesShareTheirData) {
 }
 
 TEST_F(AviWriteTest, TheIndexGrows) {
-    AviHandle avi = Create();
-    for (int i = 0; i < 2 * AVI_INDEX_GROWTH + 1; ++i)
-        ASSERT_EQ(AVI_write_frame(avi.get(), std::to_string(10000 + i).c_str(), 5, 1), 0);
-    ASSERT_EQ(AVI_close(avi.release()), 0);
-    const AviFile file(Bytes());
-    EXPECT_EQ(file.defect, "");
-    EXPECT_EQ(file.frames.back(), std::to_string(10000 + 2 * AVI_INDEX_GROWTH));
+    const Frames frames(2 * AVI_INDEX_GROWTH + 1, "frame");
+    Record(frames);
+    EXPECT_EQ(AviFile(Bytes()).defect, "");
+    EXPECT_EQ(AviFile(Bytes()).frames.size(), frames.size());
 }
 
 TEST_F(AviWriteTest, ARecordingOfFourGibibytesIsReadBack) {
@@ -174,17 +171,15 @@ TEST_F(AviWriteTest, AudioTracksFollowTheVideoStream) {
     AVI_set_audio_bitrate(avi.get(), 1411);
     AVI_set_audio(avi.get(), 1, 8000, 8, 7, 64);
     EXPECT_EQ(AVI_get_audio_track(avi.get()), 1);
-    EXPECT_EQ(AVI_append_audio(avi.get(), "ab", 2), -1) << "nothing to append to";
+    const auto append = [&](const char* data, long bytes) { return AVI_append_audio(avi.get(), data, bytes); };
+    EXPECT_EQ(append("ab", 2), -1) << "nothing to append to";
     ASSERT_EQ(AVI_write_frame(avi.get(), "FRAM", 4, 0), 0);
-    ASSERT_EQ(AVI_append_audio(avi.get(), "ab", 2), -1) << "a frame is none";
+    EXPECT_EQ(append("ab", 2), -1) << "a frame is none";
     ASSERT_EQ(AVI_write_audio(avi.get(), "abcdefg\0", 7), 0);
-    ASSERT_EQ(AVI_append_audio(avi.get(), "h", 1), 0) << "where the padding was";
-    ASSERT_EQ(AVI_append_audio(avi.get(), "ijk\0", 3), 0);
-    EXPECT_EQ(AVI_append_audio(avi.get(), "", -1), -1);
-    for (const int track : {2, -1})
-        EXPECT_EQ(AVI_set_audio_track(avi.get(), track), -1);
+    EXPECT_EQ((Facts{append("h", 1), append("ijk\0", 3), append("", -1)}), (Facts{0, 0, -1}));
+    EXPECT_EQ((Facts{AVI_set_audio_track(avi.get(), 2), AVI_set_audio_track(avi.get(), -1)}), Facts(2, -1));
     EXPECT_EQ(AVI_set_audio_track(avi.get(), 0), 0);
-    EXPECT_EQ(AVI_append_audio(avi.get(), "ab", 2), -1) << "the last chunk is another track's";
+    EXPECT_EQ(append("ab", 2), -1) << "the last chunk is another track's";
     ASSERT_EQ(AVI_write_audio(avi.get(), "stereo..", 8), 0);
     ASSERT_EQ(AVI_close(avi.release()), 0);
 
@@ -206,37 +201,26 @@ TEST_F(AviWriteTest, AudioTracksFollowTheVideoStream) {
     ASSERT_TRUE(in);
     EXPECT_EQ(AVI_audio_tracks(in), 2);
     for (const Facts& track : {Facts{2, 16, 1, 1, 44100, 1411, 8, 236, 296}, {1, 8, 7, 1, 8000, 64, 11, 336, 396}}) {
-        const Facts facts{AVI_audio_channels(in), AVI_audio_bits(in),          AVI_audio_format(in),
-                          AVI_audio_chunks(in),   AVI_audio_rate(in),          AVI_audio_mp3rate(in),
-                          AVI_audio_bytes(in),    AVI_audio_codech_offset(in), AVI_audio_codecf_offset(in)};
-        EXPECT_EQ(facts, track);
+        EXPECT_EQ((Facts{AVI_audio_channels(in), AVI_audio_bits(in), AVI_audio_format(in), AVI_audio_chunks(in),
+                         AVI_audio_rate(in), AVI_audio_mp3rate(in), AVI_audio_bytes(in), AVI_audio_codech_offset(in),
+                         AVI_audio_codecf_offset(in)}),
+                  track);
         ASSERT_EQ(AVI_set_audio_track(in, 1), 0);
     }
     char buffer[16] = {};
     long length = 0;
     // Five bytes on, across what was appended; the track's end; all of it; then in file order, with the frame before.
-    const Facts results{AVI_audio_size(in, 0),
-                        AVI_audio_size(in, 1),
-                        AVI_set_audio_position(in, 5),
-                        AVI_read_audio(in, buffer, 3),
-                        AVI_read_audio_chunk(in, nullptr),
-                        AVI_read_audio_chunk(in, buffer + 3),
-                        AVI_read_audio_chunk(in, buffer + 6),
-                        AVI_read_audio(in, buffer + 6, 3),
-                        AVI_set_audio_position(in, -5),
-                        AVI_read_audio_chunk(in, nullptr),
-                        AVI_read_data(in, buffer + 8, 4, nullptr, 0, &length),
-                        AVI_read_data(in, nullptr, 0, buffer, 10, &length),
-                        AVI_read_data(in, nullptr, 0, buffer, 16, &length)};
-    EXPECT_EQ(results, (Facts{11, -1, 0, 3, 3, 3, 0, 0, 0, 11, 1, -2, 0}));
+    EXPECT_EQ(
+        (Facts{AVI_audio_size(in, 0), AVI_audio_size(in, 1), AVI_set_audio_position(in, 5),
+               AVI_read_audio(in, buffer, 3), AVI_read_audio_chunk(in, nullptr), AVI_read_audio_chunk(in, buffer + 3),
+               AVI_read_audio_chunk(in, buffer + 6), AVI_read_audio(in, buffer + 6, 3), AVI_set_audio_position(in, -5),
+               AVI_read_audio_chunk(in, nullptr), AVI_read_data(in, buffer + 8, 4, nullptr, 0, &length),
+               AVI_read_data(in, nullptr, 0, buffer, 10, &length), AVI_read_data(in, nullptr, 0, buffer, 16, &length)}),
+        (Facts{11, -1, 0, 3, 3, 3, 0, 0, 0, 11, 1, -2, 0}));
     EXPECT_EQ(std::string(buffer, 12), std::string("fghijk\0\0FRAM", 12));
-    EXPECT_EXIT(
-        {
-            const AviHandle many = Create();
-            for (int i = 0; i < 9; ++i)
-                AVI_set_audio(many.get(), 1, 8000, 8, 1, 64);
-        },
-        testing::ExitedWithCode(1), "^error - only 8 audio tracks supported\n$");
+    avi = Create();
+    EXPECT_EXIT(for (int i = 0; i < 9; ++i) AVI_set_audio(avi.get(), 1, 8000, 8, 1, 64), testing::ExitedWithCode(1),
+                "^error - only 8 audio tracks supported\n$");
 }
 
 TEST_F(AviWriteTest, HandlesDoOnlyWhatTheyWereOpenedFor) {
