@@ -68,10 +68,11 @@ int CVarnoAVIReader::ReadOneFrame(char* buf, long index) {
 int CVarnoAVIReader::ReadFirstFrame(char* buf, long room) {
     if (!m_pAVIReader || AVI_seek_start(m_pAVIReader) < 0) return -1;
     constexpr int kVideo = 1;
+    constexpr int kAudio = 2;  // fits no room but that of an empty chunk
     constexpr int kSkipped = -2;
     long bytes = -1;
     int kind = kSkipped;
-    for (int chunk = 0; kind == kSkipped && chunk < kMostChunksBefore; ++chunk) {
+    for (int chunk = 0; (kind == kSkipped || kind == kAudio) && chunk < kMostChunksBefore; ++chunk) {
         kind = AVI_read_data(m_pAVIReader, buf, room, nullptr, 0, &bytes);
     }
     AVI_seek_start(m_pAVIReader);

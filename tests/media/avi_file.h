@@ -71,19 +71,22 @@ class AviFile {
   public:
     explicit AviFile(const std::string& bytes) : m_bytes(bytes) {
         Walk(0, bytes.size());
+        std::set<std::size_t> known;
         for (std::size_t at = 0; defect.empty() && at < m_index.size(); at += 16) {
             const std::size_t chunk = Read32(m_index, at + 8);
-            if (m_chunks.count(chunk) == 0 || bytes.compare(chunk, 4, m_index, at, 4) != 0 ||
-                bytes.compare(chunk + 4, 4, m_index, at + 12, 4) != 0)
+            const std::size_t length = Read32(m_index, at + 12);
+            if (m_chunks.count(chunk) == 0 ||
+                bytes.substr(chunk, 8) != m_index.substr(at, 4) + m_index.substr(at + 12, 4))
                 defect = "index record " + std::to_string(at / 16);
-            m_known.insert(chunk);
+            known.insert(chunk);
             if (m_index[at + 2] != 'd') continue;
-            frames.push_back(bytes.substr(chunk + 8, Read32(m_index, at + 12)));
+            frames.push_back(bytes.substr(chunk + 8, length));
             flags.push_back(Read32(m_index, at + 4));
         }
-        if (defect.empty() && m_known != m_chunks) defect = "a chunk that the index leaves out";
-        if (defect.empty() && (Read32(bytes, 48) != frames.size() || Read32(bytes, 140) != frames.size()))
-            defect = "the header's number of frames";
+        if (defect.empty() && known != m_chunks) defect = "a chunk that the index leaves out";
+        for (const std::size_t at : {48U, 140U}) {
+            if (defect.empty() && Read32(bytes, at) != frames.size()) defect = "the header's number of frames";
+        }
     }
     double Rate() const { return Read32(m_bytes, 132) / 333333.0; }
 
@@ -112,5 +115,5 @@ class AviFile {
 
     const std::string m_bytes;
     std::string m_index;
-    std::set<std::size_t> m_chunks, m_known;  // where those of the movi list begin
+    std::set<std::size_t> m_chunks;  // where those of the movi list begin
 };
