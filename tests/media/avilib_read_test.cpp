@@ -211,10 +211,9 @@ TEST_F(AviReadTest, RandomDamageIsSurvived) {
     const std::string whole = Bytes();
     // VARNO_TEST_SEED repeats a run.
     const char* wanted = std::getenv("VARNO_TEST_SEED");
-    const unsigned long seed = wanted ? std::strtoul(wanted, nullptr, 10) : std::random_device{}();
-    std::printf("seed %lu\n", seed);
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937 random(static_cast<std::mt19937::result_type>(seed));
+    const std::string seed = wanted ? wanted : std::to_string(std::random_device{}());
+    std::printf("seed %s\n", seed.c_str());
+    std::mt19937 random(static_cast<unsigned>(std::stoul(seed)));
     testing::internal::CaptureStdout();
     for (int round = 0; round < 2000; ++round) {
         std::string damaged = whole;

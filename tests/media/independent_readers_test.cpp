@@ -31,12 +31,9 @@ class IndependentReadersTest : public MediaTest {
 
 TEST_F(IndependentReadersTest, Ffprobe) {
     for (const bool finished : {true, false}) {
-        SCOPED_TRACE(finished);
         RecordClip(finished);
-        Reads("ffprobe",
-              "-v error -count_frames -select_streams v -of csv=p=0 -show_entries "
-              "stream=codec_name,codec_tag_string,width,height,pix_fmt,r_frame_rate,nb_read_frames " +
-                  m_clip,
+        const std::string facts = "codec_name,codec_tag_string,width,height,pix_fmt,r_frame_rate,nb_read_frames ";
+        Reads("ffprobe", "-v error -count_frames -of csv=p=0 -show_entries stream=" + facts + m_clip,
               "rawvideo,YUY2,320,240,yuyv422,12/1,12\n");
     }
 }

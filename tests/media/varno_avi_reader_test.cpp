@@ -42,14 +42,10 @@ TEST_F(ReaderTest, PositionsAndFrames) {
     EXPECT_EQ((Facts{reader->GetTotalFrames(), reader->GetVideoMaxChunk(), reader->GetVideoWidth(),
                      reader->GetVideoHeight(), reader->ReadFrame(m_buffer, m_keyframe, m_type), m_keyframe, m_type}),
               (Facts{3, 6, 4, 2, 3, 1, MEDIA_UNKNOWN}));
-    for (const auto& [index, bytes] : {std::pair{2L, 1}, {3L, -1}, {0L, 3}}) {
-        EXPECT_EQ(reader->ReadOneFrame(m_buffer, index), bytes);
-        EXPECT_EQ(reader->GetCurrentFramePos(), 1);
-    }
-    for (const auto& [wanted, position] : {std::pair{-5L, 0}, {2L, 2}, {3L, 3}, {13L, 3}}) {
-        EXPECT_EQ(reader->SetFramePosition(wanted), 0);
-        EXPECT_EQ(reader->GetCurrentFramePos(), position) << wanted;
-    }
+    for (const auto& [index, bytes] : {std::pair{2L, 1}, {3L, -1}, {0L, 3}})
+        EXPECT_EQ((Facts{reader->ReadOneFrame(m_buffer, index), reader->GetCurrentFramePos()}), (Facts{bytes, 1}));
+    for (const auto& [wanted, position] : {std::pair{-5L, 0}, {2L, 2}, {3L, 3}, {13L, 3}})
+        EXPECT_EQ((Facts{reader->SetFramePosition(wanted), reader->GetCurrentFramePos()}), (Facts{0, position}));
     EXPECT_EQ(reader->ReadFrame(m_buffer, m_keyframe, m_type), -1);
     reader->ResetFrame();
     EXPECT_EQ(reader->ReadFrame(m_buffer, m_keyframe, m_type), 3);
