@@ -88,11 +88,10 @@ class AviFile {
             if (defect.empty() && Read32(bytes, at) != frames.size()) defect = "the header's number of frames";
         }
     }
-    double Rate() const { return Read32(m_bytes, 132) / 333333.0; }
 
     std::string defect;
     std::vector<std::string> frames;
-    std::vector<std::uint32_t> flags;  // of the frames, in the index
+    std::vector<std::int64_t> flags;  // of the frames, in the index
 
   private:
     void Walk(std::size_t at, std::size_t end) {

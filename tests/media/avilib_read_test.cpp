@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <random>
 
 #include "media/avilib_internal.h"
@@ -129,7 +130,7 @@ TEST_F(AviReadTest, FilesAreReadAsFarAsTheyAreSound) {
             continue;
         }
         EXPECT_EQ(printed.substr(0, printed.find('\n')), "idx_type = " + std::to_string(c.index) + " ");
-        EXPECT_EQ(printed.find("\navi_parse_input_file:") != std::string::npos, c.index == 0);
+        EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), c.index == 0 ? 3 : 1) << "the scan's two lines";
         EXPECT_EQ((Facts{AVI_video_width(avi), AVI_video_height(avi), AVI_video_frames(avi), AVI_max_video_chunk(avi)}),
                   (Facts{4, 2, static_cast<long>(c.frames.size()), static_cast<long>(c.frames[0].size())}));
         EXPECT_EQ(AVI_frame_rate(avi), c.rate);
@@ -152,16 +153,13 @@ TEST_F(AviReadTest, WhatAFileTells) {
     // The offsets of the codes point at them.
     for (const std::int64_t at : {AVI_video_codech_offset(avi), AVI_video_codecf_offset(avi)})
         EXPECT_EQ(Bytes().substr(static_cast<std::size_t>(at), 4), "YUY2");
-    EXPECT_EQ((Facts{AVI_frame_size(avi, -1), AVI_frame_size(avi, 1), AVI_frame_size(avi, 2)}), (Facts{-1, 6, -1}));
     char buffer[11];
     int first = -1, second = -1, none = 0;
-    EXPECT_EQ((Facts{AVI_set_video_position(avi, -7), AVI_read_frame(avi, buffer, &first),
-                     AVI_read_frame(avi, buffer, &second), AVI_read_frame(avi, buffer, &none),
-                     AVI_get_video_position(avi), first, second}),
-              (Facts{0, 11, 6, -1, 2, 1, 0}));
-    // How many frames a header claims is believed only as far as the file has room for them.
-    const std::string file = Streams(Stream("vids", kFormat, 1, 25, ~0U));
-    EXPECT_EQ(AVI_video_frames(Open(file, 0).get()), static_cast<int>(file.size() / 8));
+    EXPECT_EQ(
+        (Facts{AVI_frame_size(avi, -1), AVI_frame_size(avi, 1), AVI_frame_size(avi, 2), AVI_set_video_position(avi, -7),
+               AVI_read_frame(avi, buffer, &first), AVI_read_frame(avi, buffer, &second),
+               AVI_read_frame(avi, buffer, &none), AVI_get_video_position(avi), first, second}),
+        (Facts{-1, 6, -1, 0, 11, 6, -1, 2, 1, 0}));
 }
 
 TEST_F(AviReadTest, WithoutIndexOnlyChunksInOrder) {
@@ -171,15 +169,16 @@ TEST_F(AviReadTest, WithoutIndexOnlyChunksInOrder) {
     char buffer[11];
     int keyframe = 0;
     long length = 0;
-    EXPECT_EQ((Facts{AVI_set_video_position(avi, 0), AVI_frame_size(avi, 0), AVI_read_audio(avi, buffer, 1),
-                     AVI_read_frame(avi, buffer, &keyframe)}),
-              Facts(4, -1));
-    EXPECT_EQ(AVI_errno, AVI_ERR_NO_IDX);
-    EXPECT_EQ(AVI_video_frames(avi), 2) << "as the header claims";
     const auto read = [&](long room) { return AVI_read_data(avi, buffer, room, nullptr, 0, &length); };
-    EXPECT_EQ((Facts{read(11), read(5), length, read(11), AVI_seek_start(avi), read(11), AVI_get_video_position(avi)}),
-              (Facts{1, -2, 6, 0, 0, 1, 1}));
+    EXPECT_EQ((Facts{AVI_set_video_position(avi, 0), AVI_frame_size(avi, 0), AVI_read_audio(avi, buffer, 1),
+                     AVI_read_frame(avi, buffer, &keyframe), AVI_errno, read(11), read(5), length, read(11),
+                     AVI_seek_start(avi), read(11), AVI_get_video_position(avi)}),
+              (Facts{-1, -1, -1, -1, AVI_ERR_NO_IDX, 1, -2, 6, 0, 0, 1, 1}));
     EXPECT_EQ(std::string(buffer, 11), "first frame");
+    // How many frames a header claims is believed as far as the file has room for them.
+    EXPECT_EQ(AVI_video_frames(avi), 2);
+    const std::string file = Streams(Stream("vids", kFormat, 1, 25, ~0U));
+    EXPECT_EQ(AVI_video_frames(Open(file, 0).get()), static_cast<int>(file.size() / 8));
 }
 
 TEST_F(AviReadTest, RecordingCutAnywhereKeepsItsFrames) {

@@ -59,6 +59,12 @@ class MediaTest : public testing::Test {
         avi.reset();
         if (!finished) m_kernel.Put(m_path, cut);
     }
+    // The frames of the clip, which is finished and without a fault.
+    Frames Recorded() {
+        const AviFile file(Bytes());
+        EXPECT_EQ(file.defect, "");
+        return file.frames;
+    }
     AviHandle Open(int getIndex = 1) { return AviHandle(AVI_open_input_file(m_path.c_str(), getIndex)); }
     AviHandle Open(const std::string& bytes, int getIndex = 1) {
         m_kernel.Put(m_path, bytes);

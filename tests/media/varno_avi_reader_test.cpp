@@ -61,11 +61,7 @@ TEST_F(ReaderTest, FirstFrameNeedsNoIndex) {
     std::string sound;
     for (int i = 0; i < 255; ++i)
         sound += Chunk("01wb", "sound");
-    const struct {
-        const char* name;
-        std::string movi;
-        int bytes;
-    } cases[] = {
+    const std::tuple<const char*, std::string, int> cases[] = {
         {"at once", first + Chunk("00db", "more"), 5},
         {"after others", Chunk("01wb", "sound") + Chunk("JUNK", "fill") + Chunk("00dc", "first"), 5},
         {"too large ones left out", Chunk("00db", std::string(65, 'x')) + first, 5},
@@ -76,15 +72,13 @@ TEST_F(ReaderTest, FirstFrameNeedsNoIndex) {
         {"none", "", -1},
         {"cut", first.substr(0, 11), -1},
     };
-    for (const auto& c : cases) {
-        m_kernel.Put(m_path, Riff(streams + List("movi", c.movi)));
+    for (const auto& [name, movi, bytes] : cases) {
+        m_kernel.Put(m_path, Riff(streams + List("movi", movi)));
         const auto reader = Reader(false);
-        ASSERT_NE(reader, nullptr) << c.name;
+        ASSERT_NE(reader, nullptr) << name;
         for (int again = 0; again < 2; ++again)
-            EXPECT_EQ(reader->ReadFirstFrame(m_buffer, sizeof m_buffer), c.bytes) << c.name;
-        if (c.bytes == 5) {
-            EXPECT_EQ(std::string(m_buffer, 5), "first") << c.name;
-        }
+            EXPECT_EQ(reader->ReadFirstFrame(m_buffer, sizeof m_buffer), bytes) << name;
+        EXPECT_TRUE(bytes < 5 || m_buffer == std::string("first")) << name;
     }
     EXPECT_EQ(Reader(), nullptr) << "no frames";
 }
@@ -92,30 +86,26 @@ TEST_F(ReaderTest, FirstFrameNeedsNoIndex) {
 // Frame sizes against the size that the header tells: whatever is missing is black.
 TEST_F(ReaderTest, FramesOfAnyLength) {
     constexpr std::size_t kWhole = ClipFrame::kBytes;
-    const struct {
-        int width, height;
-        std::size_t bytes;
-        bool opens;
-    } cases[] = {
+    const std::tuple<int, int, std::size_t, bool> cases[] = {
         {320, 240, kWhole, true},  {320, 240, 0, true},      {320, 240, 1, true},      {320, 240, 4000, true},
         {320, 240, 8 << 20, true}, {16, 8, 256, true},       {16, 8, 5, true},         {16, 8, 200000, true},
         {640, 480, 5000, true},    {1, 1, 4, true},          {33, 17, 1000, true},     {1920, 1080, 20000, true},
         {65535, 2, 140000, true},  {4000, 4000, 100, false}, {65535, 65535, 4, false}, {320, 240, (8 << 20) + 1, false},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height) + ", " + std::to_string(c.bytes));
-        Record({std::string(c.bytes, '\x55'), "\x66"}, c.width, c.height);
+    for (const auto& [width, height, bytes, opens] : cases) {
+        SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height) + ", " + std::to_string(bytes));
+        Record({std::string(bytes, '\x55'), "\x66"}, width, height);
         const auto reader = Reader();
         ASSERT_NE(reader, nullptr);
         const auto frame = ClipFrame::CreateNew(*reader);
-        ASSERT_EQ(frame != nullptr, c.opens);
+        ASSERT_EQ(frame != nullptr, opens);
         if (!frame) continue;
         EXPECT_EQ(frame->Picture()[0], 0) << "black before the first frame";
         EXPECT_TRUE(frame->ReadFirst(*reader));
         EXPECT_TRUE(frame->ReadNext(*reader));
         const std::string picture(reinterpret_cast<const char*>(frame->Picture()), kWhole);
-        EXPECT_EQ(picture.find('\x55') != std::string::npos, c.bytes >= 4);
-        if (c.height == 240 && c.bytes < kWhole) {
+        EXPECT_EQ(picture.find('\x55') != std::string::npos, bytes >= 4);
+        if (height == 240 && bytes < kWhole) {
             EXPECT_EQ(picture.substr(kWhole - 2), std::string("\0\x80", 2));
         }
         EXPECT_TRUE(frame->ReadNext(*reader));
