@@ -28,7 +28,7 @@ int main(int /*argc*/, char** argv) {
 
     const std::string lists =
         List("hdrl", Chunk("avih", std::string(56, '\0')) + Stream("vids", BitmapFormat(4, 2), 1, 25, 2) +
-                         Stream("auds", "\1\0\1\0" + std::string(12, '\1')));
+                         Stream("auds", std::string("\1\0\1\0", 4) + std::string(12, '\1')));
     const std::string chunks =
         Chunk("00db", "a whole frame...") + Chunk("01wb", "sound.") + Chunk("JUNK", "odd") + Chunk("00dc", "short");
     const std::string index = IndexRecord("00db", 16, 4, 16) + IndexRecord("01wb", 0, 28, 6);
