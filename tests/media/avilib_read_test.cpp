@@ -150,6 +150,7 @@ TEST_F(AviReadTest, WhatAFileTells) {
     avi_t* avi = handle.get();
     ASSERT_TRUE(avi);
     EXPECT_EQ(AVI_video_compressor(avi) + std::string(avi->compressor2), "YUY2YUY2");
+    EXPECT_EQ(std::string(avi->bitmap_info_header.begin(), avi->bitmap_info_header.end()), kFormat);
     // The offsets of the codes point at them.
     for (const std::int64_t at : {AVI_video_codech_offset(avi), AVI_video_codecf_offset(avi)})
         EXPECT_EQ(Bytes().substr(static_cast<std::size_t>(at), 4), "YUY2");
