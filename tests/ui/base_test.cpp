@@ -61,7 +61,7 @@ class TestDialog final : public CVarnoUIDialog {
 
 TEST_F(UiTest, DialogThatIsTakenDownHearsNothingMore) {
     auto dialog = std::make_unique<TestDialog>(Instance(), parent, 103);
-    clock.WhenIdle([&] {
+    clock.steps.emplace_back([&] {
         for (const char* text : {"Media", "", static_cast<const char*>(nullptr)})
             dialog->SetCaption(text);
         EXPECT_EQ(TextOf(dialog->m_hCaption), "Media") << "an empty one leaves what is seen";
@@ -78,7 +78,7 @@ TEST_F(UiTest, DialogThatIsTakenDownHearsNothingMore) {
     EXPECT_EQ(Printed(), "CVarnoUIDialog::DestoryDialog\n");
 
     // An object that is deleted while its window is open leaves the window without one.
-    clock.WhenIdle([&] {
+    clock.steps.emplace_back([&] {
         HWND window = dialog->m_hHwnd;
         dialog.reset();
         SendMessage(window, WM_KEYDOWN, VK_F1, 0);
@@ -113,7 +113,7 @@ class MessageTest : public UiTest {
     int Warn(int kind, HINSTANCE instance = Instance()) {
         const std::unique_ptr<CVarnoUIDlgWarning> dialog(CVarnoUIDlgWarning::CreateNew(instance, parent));
         const int result = dialog->DoModal(static_cast<WaningBoxType>(kind));
-        clock.DropSteps();
+        clock.steps.clear();
         return result;
     }
 
@@ -137,10 +137,10 @@ TEST_F(MessageTest, QuestionsAndNotesAreAnswered) {
           Case{0, {VK_LEFT}, IDYES, IDOK}, Case{4, {}, IDNO, IDCANCEL}, Case{0, {}, IDYES, IDCANCEL}}) {
         std::string each;
         for (const int key : c.keys) {
-            clock.WhenIdle([this, key] { keys.Type(key); });
+            clock.steps.emplace_back([this, key] { keys.Type(key); });
             each += "test\n";
         }
-        if (c.command != 0) clock.WhenIdle([&] { PostMessage(GetActiveWindow(), WM_COMMAND, c.command, 0); });
+        if (c.command != 0) clock.steps.emplace_back([&] { PostMessage(GetActiveWindow(), WM_COMMAND, c.command, 0); });
         Printed();
         EXPECT_EQ(VarnoMessageBox(parent, "Delete?", nullptr, c.style), c.answer) << testing::PrintToString(c.keys);
         EXPECT_EQ(Printed(), each + "CVarnoUIDialog::DestoryDialog\n~CVarnoUIDialog\n");
@@ -155,13 +155,13 @@ TEST_F(MessageTest, WarningsLeaveAsTheirKindSays) {
         usb_host = true;
         const DWORD begin = GetTickCount();
         const auto slept = kernel.Monotonic();
-        clock.WhenIdle([&] { keys.Type(VK_RETURN); });
-        clock.WhenIdle([&] { clock.Advance(1000); });
-        clock.WhenIdle([&] {
+        clock.steps.emplace_back([&] { keys.Type(VK_RETURN); });
+        clock.steps.emplace_back([&] { clock.now += 1000; });
+        clock.steps.emplace_back([&] {
             usb_host = false;
             keys.Type(VK_F1);
         });
-        clock.WhenIdle([&] { clock.Advance(1000); });
+        clock.steps.emplace_back([&] { clock.now += 1000; });
         EXPECT_EQ(Warn(kind), kind == WARNBOX_NoFiles || kind == WARNBOX_NoSpace ? 6 : 8);
         EXPECT_EQ(GetTickCount() - begin, milliseconds);
         EXPECT_EQ(kernel.Monotonic() - slept, std::chrono::seconds(milliseconds > 0 ? 3 : 0));
@@ -182,8 +182,8 @@ TEST_F(MessageTest, PowerOffDuringAWarningIsActedOnOnce) {
     const std::string command = "/usr/varno/mwsplash /usr/varno/img/bye.png";
     for (int i = 0; i < 2; ++i) {
         kernel.Put("/sys/power/poweroff_state", "1\n");
-        clock.WhenIdle([&] { clock.Advance(1000); });
-        clock.WhenIdle([&] { keys.Type(VK_F1); });
+        clock.steps.emplace_back([&] { clock.now += 1000; });
+        clock.steps.emplace_back([&] { keys.Type(VK_F1); });
         EXPECT_EQ(Warn(WARNBOX_NoFiles), 6);
         EXPECT_EQ(Printed().find("Run " + command + ",0\nSetPowerOffStatus\n") != std::string::npos, i == 0);
         EXPECT_EQ(kernel.Commands(), std::vector<std::string>{command});

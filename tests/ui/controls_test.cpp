@@ -20,7 +20,7 @@ TEST_F(ControlsTest, TheThumbFollowsEveryStep) {
     const auto left_of_thumb = [&] {
         FlushNow();
         int x = 0;
-        while (screen.At(130 + x, 205) != kWhitePixel)
+        while (At(130 + x, 205) != kWhitePixel)
             ++x;
         return x;
     };
@@ -30,7 +30,7 @@ TEST_F(ControlsTest, TheThumbFollowsEveryStep) {
             bar->IncDec(up);
             EXPECT_TRUE(up ? left_of_thumb() > before : left_of_thumb() < before || before == 0) << i;
         }
-        EXPECT_EQ(screen.At(up ? 189 : 130, 205), kWhitePixel) << "the end";
+        EXPECT_EQ(At(up ? 189 : 130, 205), kWhitePixel) << "the end";
     }
 }
 
@@ -62,11 +62,11 @@ TEST_F(ControlsTest, DateLineFollowsTheClock) {
                  {false, 77, 3000, false}, {true, 0, 0, true},     {true, 1, 1000, true}};
     bool on = true;
     for (const auto& step : steps) {
-        const int before = screen.updated_pixels;
+        const int before = screen.UpdatedPixels();
         kernel.SetWallClock(now += step.seconds);
         if (std::exchange(on, step.on) != step.on) date->EnableTimeDisplay(on);
         Pass(step.pass);
-        EXPECT_EQ(screen.updated_pixels != before, step.draws);
+        EXPECT_EQ(screen.UpdatedPixels() != before, step.draws);
     }
 }
 
@@ -164,7 +164,7 @@ class BatteryTest : public UiTest {
             for (int x = 0; x < 21; ++x) {
                 const bool edge = x < 17 && (y < 2 || y > 8 || x < 2 || x > 14);
                 const bool inked = edge || (y > 2 && y < 8 && (x > 16 || (x > 2 && x < 3 + columns)));
-                if (screen.At(294 + x, 6 + y) != (inked ? ink : kKeyPixel)) return false;
+                if (At(294 + x, 6 + y) != (inked ? ink : kKeyPixel)) return false;
             }
         }
         return true;
@@ -182,12 +182,12 @@ TEST_F(BatteryTest, EveryChargeIsDrawnToThePixel) {
         FlushNow();
         const int low = percent > 19 ? 5 : percent > 15 ? 3 : 2;
         EXPECT_TRUE(Draws(0xFFFF0000, percent > 80 ? 11 : percent > 60 ? 9 : percent > 40 ? 7 : low)) << percent;
-        const int updated = screen.updated_pixels;
+        const int updated = screen.UpdatedPixels();
         battery->SetBatteryColor(0xFF0000FF);
         battery->SetPowerColor(0xFF0000FF);
         battery->RefreshPercent(std::min(percent, 100U));
         FlushNow();
-        EXPECT_EQ(screen.updated_pixels, updated) << "nothing is new";
+        EXPECT_EQ(screen.UpdatedPixels(), updated) << "nothing is new";
     }
 }
 

@@ -44,7 +44,7 @@ class MediaBrowser : public UiTest {
     }
     // Runs the browser until `session` has returned and F1 was pressed.
     void Browse(MEDIA_TYPE type, const std::function<void()>& session) {
-        clock.WhenIdle(session);
+        clock.steps.emplace_back(session);
         EXPECT_EQ(Run<CVarnoUIDlgMediaExplore>({VK_F1}, type), CVarnoUIDlgMediaExplore::kUserLeft);
     }
     void Press(int key) {
@@ -63,7 +63,7 @@ class MediaBrowser : public UiTest {
         FlushNow();
         int framed = -1;
         for (int cell = 0; cell < 6; ++cell) {
-            if (screen.At(55 + 105 * (cell % 3), 41 + 80 * (cell / 3)) == 0xFFF2B233) framed = framed == -1 ? cell : -2;
+            if (At(55 + 105 * (cell % 3), 41 + 80 * (cell / 3)) == 0xFFF2B233) framed = framed == -1 ? cell : -2;
         }
         return framed;
     }
@@ -106,11 +106,11 @@ TEST_F(MediaBrowser, TheOnlyPhotoIsNamedThoughBrokenAndClosesTheBrowserWhenDelet
         PutPhotos(0);
         return 0;
     };
-    clock.WhenIdle([&] {
+    clock.steps.emplace_back([&] {
         Pass(300);
         keys.Type(VK_RETURN);
     });
-    clock.WhenIdle([&] {
+    clock.steps.emplace_back([&] {
         FlushNow();
         EXPECT_GT(Count({0, 110, 320, 130}, kWhitePixel), 0) << "its name";
     });

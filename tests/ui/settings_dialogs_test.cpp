@@ -176,11 +176,11 @@ TEST_F(SettingsUi, FormattingRunsItsCommandsBehindTheBusyPicture) {
         };
         SetSpace(with_card ? 5000 : -1, 5000);
         Printed();
-        clock.WhenIdle([&] {  // no second question comes of it
+        clock.steps.emplace_back([&] {  // no second question comes of it
             EXPECT_TRUE(PostMessage(GetWindow(GetActiveWindow(), GW_OWNER), WM_ENTERIDLE, 0, 0));
         });
-        clock.WhenIdle([&] { keys.Type(VK_RETURN); });
-        clock.WhenIdle([&] { SetSpace(-1, 5000); });  // a card that is pulled now is not mistaken
+        clock.steps.emplace_back([&] { keys.Type(VK_RETURN); });
+        clock.steps.emplace_back([&] { SetSpace(-1, 5000); });  // a card that is pulled now is not mistaken
         EXPECT_EQ(Run<CVarnoUIDlgFormatMedia>({VK_RETURN}), 1);
         EXPECT_EQ(commands, with_card ? card : nand);
         const std::string printed = Printed();
@@ -218,8 +218,8 @@ TEST_F(SettingsUi, ANewTvOutputClosesTheMenus) {
 
 TEST_F(SettingsUi, TheMainWindowCanEndUnderOpenMenus) {
     for (int i = 0; i < 2; ++i)
-        clock.WhenIdle([&] { keys.Type(VK_RETURN); });
-    clock.WhenIdle([&] { DestroyWindow(parent); });
+        clock.steps.emplace_back([&] { keys.Type(VK_RETURN); });
+    clock.steps.emplace_back([&] { DestroyWindow(parent); });
     Run<CVarnoUIDlgSetting>({});
     EXPECT_THAT(Printed(), HasSubstr("Date and Time\n"));
     EXPECT_EQ(GetWindow(GetDesktopWindow(), GW_CHILD), nullptr);

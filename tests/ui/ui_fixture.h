@@ -17,7 +17,7 @@
 #include "mwin/surface.h"
 #include "mwin/windows.h"
 #include "settings/varno_sv_setting.h"
-#include "tests/mwin/fake_machine.h"
+#include "tests/mwin/probe_window.h"
 #include "tests/support/fake_kernel.h"
 #include "ui/base/mw_ui_base.h"
 #include "ui/base/varno_mwin_utils.h"
@@ -80,7 +80,7 @@ class UiTest : public mwin_test::WindowSystemTest {
     // Lets time pass in steps that no timer of the program is shorter than.
     void Pass(int milliseconds) {
         for (int passed = 0; passed < milliseconds; passed += 100) {
-            clock.Advance(100);
+            clock.now += 100;
             RunUntilIdle();
         }
         FlushNow();
@@ -94,10 +94,10 @@ class UiTest : public mwin_test::WindowSystemTest {
     template <class Dialog, class... More>
     int Run(const std::vector<int>& pressed, More... more) {
         for (const int key : pressed)
-            clock.WhenIdle([this, key] { keys.Type(key); });
+            clock.steps.emplace_back([this, key] { keys.Type(key); });
         const std::unique_ptr<CVarnoUIDialog> dialog(Dialog::CreateNew(Instance(), parent, more...));
         const int result = dialog->DoModel();
-        clock.DropSteps();
+        clock.steps.clear();
         RunUntilIdle();
         return result;
     }
@@ -121,7 +121,7 @@ class UiTest : public mwin_test::WindowSystemTest {
         int count = 0;
         for (int y = rect.top; y < rect.bottom; ++y) {
             for (int x = rect.left; x < rect.right; ++x)
-                count += screen.At(x, y) == pixel ? 1 : 0;
+                count += At(x, y) == pixel ? 1 : 0;
         }
         return count;
     }
