@@ -1,69 +1,35 @@
 // Commands stay inside the board and do there what they do on the device.
-#include "board/board_shell.h"
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
-#include "tests/support/virtual_board.h"
+#include "tests/board/board_test.h"
 
 namespace {
 
-using Words = std::vector<std::string>;
+using board_test::Words;
 
 TEST(ShellWordsTest, QuotesAsAShellDoes) {
-    const struct {
-        const char* line;
-        board::ShellAnswer answer;
-        Words words;
-        const char* output_file;
-    } cases[] = {
-        {"/bin/echo  /dev/loop0  > /sys/x", board::ShellAnswer::Understood, {"/bin/echo", "/dev/loop0"}, "/sys/x"},
-        {"echo 1>x", board::ShellAnswer::Understood, {"echo", "1"}, "x"},
-        {R"(/bin/echo "" >> '/a b')", board::ShellAnswer::Understood, {"/bin/echo", ""}, "/a b"},
-        {R"(rm -f a\ b 'c"d' "e\"f\g"'h'i)",
-         board::ShellAnswer::Understood,
-         {"rm", "-f", "a b", "c\"d", "e\"f\\ghi"},
-         ""},
-        {"rm '$HOME;*'", board::ShellAnswer::Understood, {"rm", "$HOME;*"}, ""},
-        {"  ", board::ShellAnswer::Understood, {}, ""},
-        {"rm 'a", board::ShellAnswer::SyntaxError, {}, ""},
-        {"rm \"a", board::ShellAnswer::SyntaxError, {}, ""},
-        {"rm a\\", board::ShellAnswer::SyntaxError, {}, ""},
-        {"echo >", board::ShellAnswer::SyntaxError, {}, ""},
-        {"echo > a > b", board::ShellAnswer::SyntaxError, {}, ""},
-        {"sync; reboot", board::ShellAnswer::Refused, {}, ""},
-        {"sync && reboot", board::ShellAnswer::Refused, {}, ""},
-        {"sync | cat", board::ShellAnswer::Refused, {}, ""},
-        {"rm *", board::ShellAnswer::Refused, {}, ""},
-        {"rm \"$HOME\"", board::ShellAnswer::Refused, {}, ""},
-        {"rm `pwd`", board::ShellAnswer::Refused, {}, ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.line);
-        board::ShellCommand command;
-        ASSERT_EQ(board::SplitShellWords(c.line, command), c.answer);
-        if (c.answer != board::ShellAnswer::Understood) continue;
-        EXPECT_EQ(command.words, c.words);
-        EXPECT_EQ(command.output_file, c.output_file);
+    const std::tuple<const char*, Words, const char*> understood[] = {
+        {"/bin/echo  /dev/loop0  > /sys/x", {"/bin/echo", "/dev/loop0"}, "/sys/x"},
+        {"echo 1>x", {"echo", "1"}, "x"},
+        {R"(/bin/echo "" >> '/a b')", {"/bin/echo", ""}, "/a b"},
+        {R"(rm -f a\ b 'c"d' "e\"f\g"'h'i)", {"rm", "-f", "a b", "c\"d", "e\"f\\ghi"}, ""},
+        {"rm '$HOME;*'", {"rm", "$HOME;*"}, ""},
+        {"  ", {}, ""}};
+    board::ShellCommand command;
+    for (const auto& [line, words, output_file] : understood) {
+        EXPECT_EQ(board::SplitShellWords(line, command), board::ShellAnswer::Understood) << line;
+        EXPECT_EQ(std::tie(command.words, command.output_file), std::tuple(words, output_file)) << line;
     }
+    for (const char* line : {"rm 'a", "rm \"a", "rm a\\", "echo >", "echo > a > b"})
+        EXPECT_EQ(board::SplitShellWords(line, command), board::ShellAnswer::SyntaxError) << line;
+    for (const char* line : {"sync; reboot", "sync && reboot", "sync | cat", "rm *", "rm \"$HOME\"", "rm `pwd`"})
+        EXPECT_EQ(board::SplitShellWords(line, command), board::ShellAnswer::Refused) << line;
 }
 
-class BoardShellTest : public testing::Test {
-  protected:
-    // Exit status, as the shell gives it.
-    int Run(const std::string& command) { return board.Kernel().System(command.c_str()) >> 8; }
-    bool Mounted(const char* device) {
-        return board.Read("/proc/mounts").find(std::string(device) + " ") != std::string::npos;
-    }
-
-    support::VirtualBoard board;
-};
+class BoardShellTest : public board_test::BoardTest {};
 
 TEST_F(BoardShellTest, UnknownCommandsAreRefusedAndRecorded) {
     for (const char* line :
          {"reboot", "/bin/sh -c reboot", "sync; rm x", "touch x", "nandformat start", "/sbin/rm x"}) {
-        EXPECT_EQ(board.Kernel().System(line), 127 << 8) << line;
+        EXPECT_EQ(Run(line), 127) << line;
         EXPECT_EQ(board.Commands().back(), line);
     }
     EXPECT_EQ(board.Get(&board::Block::violations), 6U);
@@ -71,9 +37,8 @@ TEST_F(BoardShellTest, UnknownCommandsAreRefusedAndRecorded) {
 
 TEST_F(BoardShellTest, FilesOutsideTheBoardAreOutOfReach) {
     const std::string outside = std::filesystem::temp_directory_path() / "varno-outside";
-    EXPECT_NE(Run("/bin/mkdir -p " + outside), 0);
-    EXPECT_NE(Run("echo x > " + outside), 0);
-    EXPECT_NE(Run("mv varnosvconf.xml " + outside), 0);
+    for (const char* command : {"/bin/mkdir -p ", "echo x > ", "sync > ", "mv varnosvconf.xml "})
+        EXPECT_NE(Run(command + outside), 0) << command;
     EXPECT_FALSE(std::filesystem::exists(outside));
     EXPECT_EQ(Run("rm -f /media/nand/../../../../../../../../etc/hostname"), 0) << "the device has no such file";
     EXPECT_TRUE(std::filesystem::exists("/etc/passwd"));
@@ -81,87 +46,72 @@ TEST_F(BoardShellTest, FilesOutsideTheBoardAreOutOfReach) {
     EXPECT_EQ(board.Read("escaped"), "x\n") << "the program's folder is the top";
 }
 
-TEST_F(BoardShellTest, FileCommands) {
-    EXPECT_EQ(Run("/bin/mkdir -p /media/sd-mmcblk0p1/DCIM"), 0);
-    EXPECT_EQ(Run("/bin/mkdir -p /media/sd-mmcblk0p1/DCIM"), 0);
-    EXPECT_EQ(Run("mkdir /media/sd-mmcblk0p1/DCIM"), 1);
-    EXPECT_EQ(Run("echo lcd_panel=tvenc_ntsc > /etc/lcdparams"), 0);
-    EXPECT_EQ(board.Read("/etc/lcdparams"), "lcd_panel=tvenc_ntsc\n");
-    EXPECT_EQ(Run("echo 1 > /proc/sys/vm/drop_caches"), 0);
-    EXPECT_EQ(Run("echo 1 > /sys/class/leds/Red_LED/brightness"), 2) << "no new files in the kernel's trees";
-    board.Write("/media/sd-mmcblk0p1/DCIM/a b.jpg", "x");
-    EXPECT_EQ(Run("rm -f '/media/sd-mmcblk0p1/DCIM/a b.jpg'"), 0);
-    EXPECT_EQ(Run("rm -f /media/sd-mmcblk0p1/DCIM/none.jpg"), 0);
-    EXPECT_EQ(Run("rm /media/sd-mmcblk0p1/DCIM/none.jpg"), 1);
-    EXPECT_EQ(board.Files(board::Medium::Card, "DCIM"), Words{});
-    board.Write("conf.tmp", "new");
-    board.Write("conf", "old");
-    EXPECT_EQ(Run("mv conf.tmp conf"), 0);
-    EXPECT_EQ(board.Read("conf"), "new");
-    EXPECT_EQ(Run("sync /media/nand/a.jpg"), 0);
-    EXPECT_EQ(Run("/usr/varno/mwsplash 1"), 0);
+TEST_F(BoardShellTest, CommandsChangeFiles) {
+    const std::string gpio = "/sys/class/gpio/gpio117/";
+    // One after the other; what the file holds then, nothing when there is none.
+    const std::tuple<const char*, int, std::string, const char*> steps[] = {
+        {"mkdir -p /media/nand/DCIM", 0, "", ""},
+        {"/bin/mkdir -p /media/nand/DCIM", 0, "", ""},
+        {"mkdir /media/nand/DCIM", 1, "", ""},
+        {"echo a b > '/media/nand/DCIM/a b'", 0, "/media/nand/DCIM/a b", "a b\n"},
+        {"echo c >> '/media/nand/DCIM/a b'", 0, "/media/nand/DCIM/a b", "a b\nc\n"},
+        {"rm -f '/media/nand/DCIM/a b'", 0, "/media/nand/DCIM/a b", ""},
+        {"rm -f /media/nand/none", 0, "", ""},
+        {"rm /media/nand/none", 1, "", ""},
+        {"echo old > conf", 0, "conf", "old\n"},
+        {"echo new > conf.tmp", 0, "conf.tmp", "new\n"},
+        {"mv conf.tmp conf", 0, "conf", "new\n"},
+        {"mv conf /media/nand/DCIM", 0, "/media/nand/DCIM/conf", "new\n"},
+        {"sync /media/nand/a.jpg", 0, "", ""},
+        {"/usr/varno/mwsplash 1", 0, "", ""},
+        {"echo 1 > /proc/sys/vm/drop_caches", 0, "/proc/sys/vm/drop_caches", "1\n"},
+        // The kernel's own trees take no new files, a line's folder is made once, and directions have small letters.
+        {"echo 1 > /sys/class/leds/Red_LED/brightness", 2, "", ""},
+        {"echo 160 > /sys/class/gpio/export", 1, "", ""},
+        {"echo x > /sys/class/gpio/export", 1, "", ""},
+        {"echo 117 > /sys/class/gpio/export", 0, gpio + "direction", "in\n"},
+        {"echo 117 > /sys/class/gpio/export", 1, gpio + "value", "1\n"},
+        {"echo IN > /sys/class/gpio/gpio117/direction", 1, gpio + "direction", "in\n"},
+        {"echo out > /sys/class/gpio/gpio117/direction", 0, gpio + "direction", "out\n"},
+        {"echo 0 > /sys/class/gpio/gpio117/value", 0, gpio + "value", "0\n"},
+        {"echo 117 > /sys/class/gpio/unexport", 0, gpio + "value", ""}};
+    board.Set(&board::Block::tv_cable, true);
+    for (const auto& [line, status, file, content] : steps) {
+        EXPECT_EQ(Run(line), status) << line;
+        EXPECT_EQ(file.empty() ? "" : board.Read(file), content) << line;
+    }
 }
 
-TEST_F(BoardShellTest, MassStorageAndMounts) {
-    const char* unit1 = "/sys/devices/platform/fsl-usb2-udc/gadget/gadget-lun1/file";
-    EXPECT_EQ(Run(std::string("/bin/echo  /dev/mmcblk0p1 > ") + unit1), 0);
-    EXPECT_STREQ(board.Block().usb_units[1], "/dev/mmcblk0p1");
-    EXPECT_EQ(Run(std::string("/bin/echo \"\" > ") + unit1), 0);
-    EXPECT_STREQ(board.Block().usb_units[1], "");
-
-    EXPECT_EQ(Run("mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1"), 32) << "mounted already";
-    EXPECT_EQ(Run("/bin/umount  -f  /media/sd-mmcblk0p1"), 0);
-    EXPECT_FALSE(Mounted("/dev/mmcblk0p1"));
-    EXPECT_EQ(Run("/bin/umount  -f  /media/sd-mmcblk0p1"), 1);
-    EXPECT_EQ(Run("mount -t vfat /dev/mmcblk0p1  /media/elsewhere"), 32);
-    EXPECT_EQ(Run("mount -t ext4 /dev/mmcblk0p1  /media/sd-mmcblk0p1"), 32);
-    EXPECT_EQ(Run("mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1"), 0);
-    EXPECT_TRUE(Mounted("/dev/mmcblk0p1"));
-    EXPECT_EQ(Run("/bin/umount  -f   /media/nand"), 0);
-    EXPECT_FALSE(Mounted("/dev/loop0"));
-    EXPECT_EQ(Run("/bin/mount -t vfat /dev/loop0  /media/nand"), 0);
-    EXPECT_TRUE(Mounted("/dev/loop0"));
-    board.InsertCard(false);
-    EXPECT_EQ(Run("mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1"), 32);
-}
-
-TEST_F(BoardShellTest, FormattingErasesTheOneMedium) {
+TEST_F(BoardShellTest, MountsAndFormatting) {
     board.Write("/media/sd-mmcblk0p1/a.jpg", "x");
     board.Write("/media/nand/b.jpg", "x");
-    EXPECT_EQ(Run("/usr/bin/mkdosfs -F 32 /dev/mmcblk0p1"), 1) << "still mounted";
-    EXPECT_EQ(Run("/bin/umount -l /media/sd-mmcblk0p1"), 0);
-    EXPECT_EQ(Run("/usr/bin/mkdosfs -F 32 /dev/mmcblk0p1"), 0);
-    EXPECT_EQ(board.Files(board::Medium::Card), Words{});
-    EXPECT_EQ(board.Files(board::Medium::Nand), Words{"b.jpg"});
-
-    EXPECT_EQ(Run("/usr/varno/nandformat  stop  "), 0);
-    EXPECT_EQ(Run("/usr/varno/nandformat  start  "), 0);
-    EXPECT_EQ(board.Files(board::Medium::Nand), Words{"b.jpg"}) << "its backing file was still there";
-    EXPECT_EQ(Run("/bin/umount -l /media/nand"), 0);
-    EXPECT_EQ(Run("rm  -f  /mnt/ubifs/backing_file  "), 0);
-    EXPECT_EQ(Run("/usr/varno/nandformat  stop  "), 0);
-    EXPECT_FALSE(Mounted("/dev/loop0"));
-    EXPECT_EQ(Run("/usr/varno/nandformat  start  "), 0);
-    EXPECT_TRUE(Mounted("/dev/loop0"));
-    EXPECT_EQ(board.Files(board::Medium::Nand), Words{});
-}
-
-TEST_F(BoardShellTest, GpioLines) {
-    EXPECT_EQ(Run("echo 117 > /sys/class/gpio/export"), 0);
-    EXPECT_EQ(Run("echo 117 > /sys/class/gpio/export"), 1) << "exported already";
-    EXPECT_EQ(Run("echo x > /sys/class/gpio/export"), 1);
-    EXPECT_EQ(Run("echo IN > /sys/class/gpio/gpio117/direction"), 1) << "the kernel knows it in small letters only";
-    EXPECT_EQ(board.Read("/sys/class/gpio/gpio117/direction"), "in\n");
-    EXPECT_EQ(board.Read("/sys/class/gpio/gpio117/value"), "0\n");
-    board.Set(&board::Block::tv_cable, true);
-    EXPECT_EQ(board.Read("/sys/class/gpio/gpio117/value"), "1\n");
-    EXPECT_EQ(Run("echo 122 > /sys/class/gpio/export"), 0);
-    EXPECT_EQ(Run("echo out > /sys/class/gpio/gpio122/direction"), 0);
-    EXPECT_EQ(Run("echo 0 > /sys/class/gpio/gpio122/value"), 0);
-    board.Set(&board::Block::tv_cable, false);
-    EXPECT_EQ(board.Read("/sys/class/gpio/gpio122/value"), "0\n");
-    EXPECT_EQ(Run("echo 117 > /sys/class/gpio/unexport"), 0);
-    EXPECT_FALSE(std::filesystem::exists(board.Kernel().Path("/sys/class/gpio/gpio117")));
+    // One after the other: what is mounted then, and the files that are left.
+    const std::tuple<const char*, int, const char*, Words> steps[] = {
+        {"mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1", 32, "card nand", {"a.jpg", "b.jpg"}},
+        {"/usr/bin/mkdosfs -F 32 /dev/mmcblk0p1", 1, "card nand", {"a.jpg", "b.jpg"}},
+        {"/bin/umount  -f  /media/sd-mmcblk0p1", 0, "nand", {"a.jpg", "b.jpg"}},
+        {"/bin/umount  -f  /media/sd-mmcblk0p1", 1, "nand", {"a.jpg", "b.jpg"}},
+        {"mount -t vfat /dev/mmcblk0p1  /media/elsewhere", 32, "nand", {"a.jpg", "b.jpg"}},
+        {"mount -t ext4 /dev/mmcblk0p1  /media/sd-mmcblk0p1", 32, "nand", {"a.jpg", "b.jpg"}},
+        {"/usr/bin/mkdosfs -F 32 /dev/mmcblk0p1", 0, "nand", {"b.jpg"}},
+        {"mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1", 0, "card nand", {"b.jpg"}},
+        {"/bin/umount -l /dev/loop0", 0, "card ", {"b.jpg"}},
+        {"/bin/mount -t vfat /dev/loop0  /media/nand", 0, "card nand", {"b.jpg"}},
+        {"/usr/varno/nandformat  stop  ", 0, "card ", {"b.jpg"}},
+        // Only a store without its backing file is made anew.
+        {"/usr/varno/nandformat  start  ", 0, "card nand", {"b.jpg"}},
+        {"rm  -f  /mnt/ubifs/backing_file  ", 0, "card nand", {"b.jpg"}},
+        {"/usr/varno/nandformat  start  ", 0, "card nand", {}}};
+    for (const auto& [line, status, mounts, files] : steps) {
+        EXPECT_EQ(Run(line), status) << line;
+        EXPECT_EQ(Mounts(), mounts) << line;
+        Words left = board.Files(board::Medium::Card);
+        for (const std::string& name : board.Files(board::Medium::Nand))
+            left.push_back(name);
+        EXPECT_EQ(left, files) << line;
+    }
+    board.InsertCard(false);
+    EXPECT_EQ(Run("mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1"), 32);
 }
 
 }  // namespace

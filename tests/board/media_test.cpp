@@ -1,130 +1,110 @@
-// The media: inserted, pulled, full, read-only.
-#include <fcntl.h>
-#include <gtest/gtest.h>
+// The media: inserted, pulled, full, read-only, slow.
 #include <sys/statfs.h>
 
-#include <cerrno>
-#include <filesystem>
-
-#include "tests/support/virtual_board.h"
+#include "tests/board/board_test.h"
 
 namespace {
 
-class MediaTest : public testing::Test {
+class MediaTest : public board_test::BoardTest {
   protected:
-    int Open(const char* path, int flags = O_WRONLY | O_CREAT) { return board.Kernel().Open(path, flags, 0644); }
-    // 0, or the errno of the failure.
-    int Write(int fd, std::size_t bytes) {
-        std::string data(bytes, 'x');
-        const struct iovec part = {data.data(), data.size()};
-        return board.Kernel().Write(fd, &part, 1) < 0 ? errno : 0;
-    }
-    long FreeKib(const char* path) {
+    using Kib = std::pair<long, long>;
+    // Size and free space, as statfs(2) tells.
+    Kib Space(const std::string& path) {
         struct statfs space {};
-        return board.Kernel().StatFs(path, &space) < 0 ? -1 : static_cast<long>(space.f_bavail * space.f_bsize / 1024);
+        if (kernel.StatFs(path.c_str(), &space) < 0) return {-1, -1};
+        const long unit = space.f_bsize / 1024;
+        return {static_cast<long>(space.f_blocks) * unit, static_cast<long>(space.f_bavail) * unit};
     }
 
-    support::VirtualBoard board;
     const std::string card = board::kCardMountPoint;
 };
 
-TEST_F(MediaTest, FreeSpaceIsExactAndFollowsTheFiles) {
+TEST_F(MediaTest, SpaceIsExactAndFollowsTheFiles) {
     board.Write(card + "/old.avi", std::string(3000, 'x'));
-    board.Folder().SetFreeKib(board::Medium::Card, 2048);
-    EXPECT_EQ(FreeKib(card.c_str()), 2048);
-    const int fd = Open((card + "/new.avi").c_str());
-    EXPECT_EQ(Write(fd, 100 * 1024), 0);
-    EXPECT_EQ(FreeKib(card.c_str()), 1948);
-    EXPECT_EQ(Write(fd, 1949 * 1024), ENOSPC);
-    EXPECT_EQ(Write(fd, 1948 * 1024), 0);
-    EXPECT_EQ(FreeKib(card.c_str()), 0);
-    EXPECT_EQ(Write(fd, 1), ENOSPC);
-    // What is there already can be written over, on a full medium, too.
-    EXPECT_EQ(board.Kernel().Close(fd), 0);
-    const int again = Open((card + "/new.avi").c_str(), O_WRONLY);
-    EXPECT_EQ(Write(again, 4096), 0);
-    EXPECT_EQ(board.Kernel().Close(again), 0);
-    EXPECT_EQ(board.Kernel().System(("rm -f " + card + "/old.avi").c_str()), 0);
-    EXPECT_EQ(FreeKib(card.c_str()), 3);
-    EXPECT_EQ(FreeKib("/media/none"), -1);
+    board::BoardFolder& folder = board.Folder();
+    const int fd = Open(card + "/new.avi");
+    const int over = Open(card + "/new.avi");
+    const auto size = [&](int kib) { return folder.SetSizeKib(board::Medium::Card, kib), 0; };
+    const auto free = [&](int kib) { return folder.SetFreeKib(board::Medium::Card, kib), 0; };
+    // A size makes all free; a free space keeps the size unless it has to grow.
+    const std::tuple<const char*, std::function<int()>, int, Kib> steps[] = {
+        {"size", [&] { return size(1000); }, 0, {1000, 997}},
+        {"free", [&] { return free(100); }, 0, {1000, 100}},
+        {"more free", [&] { return free(2048); }, 0, {2051, 2048}},
+        {"write", [&] { return Write(fd, 100 * 1024); }, 0, {2051, 1948}},
+        {"too much", [&] { return Write(fd, 1949 * 1024); }, ENOSPC, {2051, 1948}},
+        {"all there is", [&] { return Write(fd, 1948 * 1024); }, 0, {2051, 0}},
+        {"full", [&] { return Write(fd, 1); }, ENOSPC, {2051, 0}},
+        {"overwrite", [&] { return Write(over, 4096); }, 0, {2051, 0}},
+        {"remove", [&] { return Run("rm -f " + card + "/old.avi"); }, 0, {2051, 3}},
+        {"fill up", [&] { return free(1); }, 0, {2051, 1}},
+        {"format", [&] { return Run("umount -l " + card) + Run("mkdosfs /dev/mmcblk0p1"); }, 0, {65536, 32768}},
+        {"mount", [&] { return Run("mount -t vfat /dev/mmcblk0p1 " + card); }, 0, {2051, 2051}}};
+    for (const auto& [what, action, error, space] : steps) {
+        EXPECT_EQ(action(), error) << what;
+        EXPECT_EQ(Space(card), space) << what;
+    }
+    EXPECT_EQ(Space("/media/none"), Kib(-1, -1));
 }
 
 TEST_F(MediaTest, ReadOnly) {
-    const int before = Open((card + "/a").c_str());
+    const int before = Open(card + "/a");
+    EXPECT_EQ(Run("mkdir " + card + "/DCIM"), 0);
     board.Set(&board::Block::card, &board::MediumState::read_only, true);
+    EXPECT_EQ(Mounts(), "locked card nand");
     EXPECT_EQ(Write(before, 1), EROFS);
-    EXPECT_EQ(Open((card + "/b").c_str()), -1);
-    EXPECT_EQ(errno, EROFS);
-    const int reading = Open((card + "/a").c_str(), O_RDONLY);
-    EXPECT_GE(reading, 0);
-    EXPECT_NE(board.Kernel().System(("/bin/mkdir -p " + card + "/DCIM").c_str()), 0);
-    EXPECT_NE(board.Kernel().System(("rm -f " + card + "/a").c_str()), 0);
-    EXPECT_NE(board.Read("/proc/mounts").find("/dev/mmcblk0p1 /media/sd-mmcblk0p1 vfat ro"), std::string::npos);
-    board.Kernel().Close(before);
-    board.Kernel().Close(reading);
+    EXPECT_TRUE(Open(card + "/b") == -1 && errno == EROFS);
+    EXPECT_GE(Open(card + "/a", O_RDONLY), 0);
+    EXPECT_EQ(Run("/bin/mkdir -p " + card + "/DCIM"), 0) << "it is there already";
+    for (const char* command : {"mkdir -p %/new", "rm %/a", "mv %/a /etc/a", "mv /etc/lcdparams %", "echo x > %/b",
+                                "umount -l %", "mkdosfs /dev/mmcblk0p1"}) {
+        std::string line = command;
+        if (line.find('%') != std::string::npos) line.replace(line.find('%'), 1, card);
+        EXPECT_EQ(Run(line) == 0, line.find("umount") == 0) << line;
+    }
+    EXPECT_EQ(board.Files(board::Medium::Card), (board_test::Words{"DCIM", "a"}));
 }
 
 TEST_F(MediaTest, PulledAndInserted) {
-    const auto exists = [&](const char* path) { return std::filesystem::exists(board.Kernel().Path(path)); };
-    const int fd = Open((card + "/a").c_str());
+    const int fd = Open(card + "/a");
     EXPECT_EQ(Write(fd, 1), 0);
-    board.InsertCard(false);
-    EXPECT_EQ(Write(fd, 1), EIO);
-    EXPECT_EQ(board.Kernel().Flush(fd), -1);
-    EXPECT_EQ(errno, EIO);
-    EXPECT_FALSE(exists("/sys/block/mmcblk0/mmcblk0p1/stat"));
-    EXPECT_FALSE(exists("/media/sd-mmcblk0p1/a"));
-    EXPECT_EQ(board.Read("/proc/mounts").find("mmcblk0p1"), std::string::npos);
-    EXPECT_EQ(board.Commands().size(), 0U);
-    board.InsertCard(true);
-    EXPECT_EQ(Write(fd, 1), EIO) << "the file was opened before";
-    EXPECT_EQ(board.Kernel().Close(fd), 0);
-    EXPECT_TRUE(exists("/sys/block/mmcblk0/mmcblk0p1/stat"));
-    EXPECT_TRUE(exists("/media/sd-mmcblk0p1/a"));
-    EXPECT_NE(board.Read("/proc/mounts").find("/dev/mmcblk0p1 /media/sd-mmcblk0p1 vfat rw"), std::string::npos);
-    EXPECT_EQ(board.Kernel().OpenCount(), 0);
-}
-
-TEST_F(MediaTest, SizeAndFreeSpace) {
-    using board::Medium;
-    board.Write(card + "/a", std::string(10 * 1024, 'x'));
-    board::BoardFolder& folder = board.Folder();
-    struct statfs space {};
-    // By turns the size and the free space; a size makes all free, a free space keeps the size unless it has to grow.
-    const struct {
-        std::int64_t size_kib, free_kib;
-        std::int64_t then_size_kib, then_free_kib;
-    } cases[] = {{1000, -1, 1000, 990}, {-1, 100, 1000, 100}, {-1, 5000, 5010, 5000}, {20, -1, 20, 10}, {-1, 0, 20, 0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.size_kib) + " " + std::to_string(c.free_kib));
-        if (c.size_kib >= 0) folder.SetSizeKib(Medium::Card, c.size_kib);
-        if (c.free_kib >= 0) folder.SetFreeKib(Medium::Card, c.free_kib);
-        EXPECT_EQ(folder.FreeBytes(Medium::Card), c.then_free_kib * 1024);
-        ASSERT_EQ(board.Kernel().StatFs(card.c_str(), &space), 0);
-        EXPECT_EQ(static_cast<std::int64_t>(space.f_blocks), c.then_size_kib);
+    for (const bool inserted : {false, true}) {
+        board.InsertCard(inserted);
+        EXPECT_EQ(Mounts(), inserted ? "card nand" : "nand");
+        for (const char* path :
+             {"/sys/block/mmcblk0/mmcblk0p1/stat", "/dev/mmcblk0", "/dev/mmcblk0p1", "/media/sd-mmcblk0p1/a"})
+            EXPECT_EQ(std::filesystem::exists(kernel.Path(path)), inserted) << path;
+        EXPECT_EQ(Write(fd, 1), EIO) << "the file was opened before";
+        EXPECT_TRUE(kernel.Flush(fd) == -1 && errno == EIO);
     }
-    EXPECT_EQ(board.Kernel().System(("/bin/umount -l " + card).c_str()), 0);
-    EXPECT_EQ(board.Kernel().System("/usr/bin/mkdosfs -F 32 /dev/mmcblk0p1"), 0);
-    EXPECT_EQ(folder.FreeBytes(Medium::Card), 20 * 1024) << "formatting frees what filled it up";
+    EXPECT_EQ(kernel.Close(fd), 0);
 }
 
-TEST_F(MediaTest, WritesFailOnRequest) {
-    board.Kernel().FailWrite(2, EDQUOT);
-    const int fd = Open((card + "/a").c_str());
-    EXPECT_EQ(Write(fd, 1), 0);
-    EXPECT_EQ(Write(fd, 1), EDQUOT);
-    EXPECT_EQ(Write(fd, 1), 0);
-    board.Kernel().Close(fd);
-}
-
-TEST_F(MediaTest, BootKeepsWhatIsOnTheMediaAndRestsTheDevices) {
-    board.Write(card + "/a", "x");
-    board.Set(&board::Block::powered_off, true);
-    board.Kernel().System("/bin/umount -l /media/nand");
-    board::Boot(board.Block());
-    EXPECT_EQ(board.Files(board::Medium::Card), std::vector<std::string>{"a"});
-    EXPECT_TRUE(board.Get(&board::Block::nand).mounted);
-    EXPECT_FALSE(board.Get(&board::Block::powered_off));
+TEST_F(MediaTest, ASlowCardTakesItsTime) {
+    const std::array fds = {Open(card + "/a"), Open(card + "/b")};
+    const int on_nand = Open("/media/nand/a");
+    board.Block().card.write_ms = 80;
+    // Two write at once; nobody else waits for them. Pulled meanwhile, the card loses what they write.
+    for (const bool pulled : {false, true}) {
+        std::array<std::atomic<int>, 2> errors{-1, -1};
+        std::thread writers[] = {std::thread([&] { errors[0] = Write(fds[0], 1000); }),
+                                 std::thread([&] { errors[1] = Write(fds[1], 1000); })};
+        Advance(79);
+        EXPECT_EQ(errors[0] + errors[1], -2) << "still writing";
+        EXPECT_EQ((board.Read(card + "/a") + board.Read(card + "/b")).size(), pulled ? 2000U : 0U);
+        EXPECT_EQ(Write(on_nand, 1), 0);
+        if (pulled) board.InsertCard(false);
+        Advance(1);
+        EXPECT_EQ(errors[0] + errors[1], pulled ? 2 * EIO : 0);
+        for (std::thread& writer : writers)
+            writer.join();
+    }
+    // A write that begins without the card fails at once.
+    const long start = Now();
+    EXPECT_EQ(Answer([&] { return Write(fds[0], 1); }), EIO);
+    EXPECT_EQ(Now(), start);
+    board.InsertCard(true);
+    EXPECT_EQ((board.Read(card + "/a") + board.Read(card + "/b")).size(), 2000U);
 }
 
 }  // namespace
