@@ -113,14 +113,10 @@ int CameraDevice::Ioctl(const OpenNode& node, unsigned long request, void* argum
             if (static_cast<v4l2_format*>(argument)->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
             FillFormat(*static_cast<v4l2_format*>(argument));
             return 0;
-        case VIDIOC_TRY_FMT:
-            return SetFormat(*static_cast<v4l2_format*>(argument), true);
         case VIDIOC_S_FMT:
-            return SetFormat(*static_cast<v4l2_format*>(argument), false);
-        case VIDIOC_G_PARM:
-            return Parameters(*static_cast<v4l2_streamparm*>(argument), false);
+            return SetFormat(*static_cast<v4l2_format*>(argument));
         case VIDIOC_S_PARM:
-            return Parameters(*static_cast<v4l2_streamparm*>(argument), true);
+            return SetParameters(*static_cast<v4l2_streamparm*>(argument));
         case VIDIOC_QUERYCTRL:
             return controls_.Query(*static_cast<v4l2_queryctrl*>(argument));
         case VIDIOC_G_CTRL:
@@ -170,9 +166,9 @@ void CameraDevice::FillFormat(v4l2_format& format) const {
 }
 
 // Answers with the offered size that is nearest in area, and with the one format there is.
-int CameraDevice::SetFormat(v4l2_format& format, bool only_try) {
+int CameraDevice::SetFormat(v4l2_format& format) {
     if (format.type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
-    if (!only_try && queue_.Allocated()) return -EBUSY;
+    if (queue_.Allocated()) return -EBUSY;
     const std::uint32_t faults = State().faults;
     const auto asked = static_cast<std::int64_t>(std::min<std::uint32_t>(format.fmt.pix.width, 1U << 14U)) *
                        std::min<std::uint32_t>(format.fmt.pix.height, 1U << 14U);
@@ -182,33 +178,24 @@ int CameraDevice::SetFormat(v4l2_format& format, bool only_try) {
         if (distance(size) < distance(best)) best = size;
     }
     if (faults & kSizeRefused) best = kSizes[0];
-    const Size size_before = {width_, height_};
-    const std::uint32_t format_before = pixel_format_;
     width_ = best.width;
     height_ = best.height;
     pixel_format_ = faults & kFormatOther ? V4L2_PIX_FMT_MJPEG : V4L2_PIX_FMT_YUYV;
     FillFormat(format);
-    if (only_try) {
-        width_ = size_before.width;
-        height_ = size_before.height;
-        pixel_format_ = format_before;
-    }
     return 0;
 }
 
-int CameraDevice::Parameters(v4l2_streamparm& parameters, bool set) {
+int CameraDevice::SetParameters(v4l2_streamparm& parameters) {
     if (parameters.type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+    if (queue_.Streaming()) return -EBUSY;
     v4l2_captureparm& capture = parameters.parm.capture;
-    if (set) {
-        if (queue_.Streaming()) return -EBUSY;
-        const v4l2_fract asked = capture.timeperframe;
-        const std::uint32_t rate = asked.numerator && asked.denominator ? asked.denominator / asked.numerator : 30;
-        fps_ = kFrameRates.back();
-        for (const std::uint32_t offered : kFrameRates) {
-            if (offered <= rate) {
-                fps_ = offered;
-                break;
-            }
+    const v4l2_fract asked = capture.timeperframe;
+    const std::uint32_t rate = asked.numerator && asked.denominator ? asked.denominator / asked.numerator : 30;
+    fps_ = kFrameRates.back();
+    for (const std::uint32_t offered : kFrameRates) {
+        if (offered <= rate) {
+            fps_ = offered;
+            break;
         }
     }
     capture = {};

@@ -35,9 +35,9 @@ class CameraDevice final : public Device {
 
   private:
     int StreamIoctl(const OpenNode& node, unsigned long request, void* argument);
-    int SetFormat(v4l2_format& format, bool only_try);
+    int SetFormat(v4l2_format& format);
     void FillFormat(v4l2_format& format) const;
-    int Parameters(v4l2_streamparm& parameters, bool set);
+    int SetParameters(v4l2_streamparm& parameters);
     int StreamOn(const OpenNode& node);
     int Dequeue(const OpenNode& node, v4l2_buffer& buffer);
     std::uint32_t FramesPassed() const;

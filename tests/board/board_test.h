@@ -18,20 +18,23 @@
 namespace board_test {
 
 using Words = std::vector<std::string>;
+using Errors = std::vector<int>;
+
+// 0, or the errno of the failure.
+inline int Call(int fd, unsigned long request, void* argument) {
+    return Varno::kernel().Ioctl(fd, request, argument) < 0 ? errno : 0;
+}
 
 class BoardTest : public testing::Test {
   protected:
     // Exit status, as the shell gives it.
     int Run(const std::string& command) { return kernel.System(command.c_str()) >> 8; }
     int Open(const std::string& path, int flags = O_WRONLY | O_CREAT) { return kernel.Open(path.c_str(), flags, 0644); }
-    // These answer 0, or the errno of the failure.
+    // 0, or the errno of the failure.
     int Write(int fd, std::size_t bytes) {
         std::string data(bytes, 'x');
         const struct iovec part = {data.data(), data.size()};
         return kernel.Write(fd, &part, 1) < 0 ? errno : 0;
-    }
-    int Call(int fd, unsigned long request, void* argument) {
-        return kernel.Ioctl(fd, request, argument) < 0 ? errno : 0;
     }
     // The media that are mounted, as the device's system tells.
     std::string Mounts() {
@@ -45,9 +48,7 @@ class BoardTest : public testing::Test {
     int Answer(const std::function<int()>& call) {
         std::atomic<int> answer{-1};
         std::thread thread([&] { answer = call(); });
-        const bool answered = board.Clock().RunUntil([&] { return answer >= 0; }, std::chrono::seconds(5));
-        EXPECT_TRUE(answered);
-        if (!answered) board.Clock().LetGo();
+        EXPECT_TRUE(board.Clock().RunUntil([&] { return answer >= 0; }, std::chrono::seconds(5)));
         thread.join();
         return answer;
     }
@@ -61,25 +62,24 @@ class BoardTest : public testing::Test {
 // An open video node. Calls answer 0, or the errno of the failure.
 class VideoNode {
   public:
-    VideoNode(Varno::Kernel& kernel, const char* path, v4l2_buf_type type, int flags = O_RDWR | O_NONBLOCK)
-        : kernel_(kernel), type_(type), fd(kernel.Open(path, flags)) {}
+    VideoNode(const char* path, v4l2_buf_type type, int flags = O_RDWR | O_NONBLOCK)
+        : type_(type), fd(Varno::kernel().Open(path, flags)) {}
     ~VideoNode() {
         for (const auto& [address, length] : mappings_)
-            kernel_.Unmap(address, length);
-        if (fd >= 0) kernel_.Close(fd);
+            Varno::kernel().Unmap(address, length);
+        if (fd >= 0) Varno::kernel().Close(fd);
     }
     VideoNode(const VideoNode&) = delete;
     VideoNode& operator=(const VideoNode&) = delete;
 
-    int Call(unsigned long request, void* argument) { return kernel_.Ioctl(fd, request, argument) < 0 ? errno : 0; }
+    int Call(unsigned long request, void* argument) { return board_test::Call(fd, request, argument); }
     int Format(unsigned long request, unsigned width = 0, unsigned height = 0, unsigned pixel_format = 0) {
         v4l2_format format{};
         format.type = type_;
         std::tie(format.fmt.pix.width, format.fmt.pix.height, format.fmt.pix.pixelformat) =
             std::tie(width, height, pixel_format);
         const int error = Call(request, &format);
-        const v4l2_pix_format& got = format.fmt.pix;
-        picture = {got.width, got.height, got.pixelformat, got.sizeimage};
+        picture = {format.fmt.pix.width, format.fmt.pix.height, format.fmt.pix.pixelformat};
         return error;
     }
     int Request(unsigned count) {
@@ -99,10 +99,9 @@ class VideoNode {
     // Null on failure.
     unsigned char* Map(unsigned index) {
         if (Buffer(VIDIOC_QUERYBUF, index)) return nullptr;
-        void* address = kernel_.Map(fd, buffer.length, buffer.m.offset);
-        if (address == MAP_FAILED) return nullptr;
+        void* address = Varno::kernel().Map(fd, buffer.length, buffer.m.offset);
         mappings_.emplace_back(address, buffer.length);
-        return static_cast<unsigned char*>(address);
+        return address == MAP_FAILED ? nullptr : static_cast<unsigned char*>(address);
     }
     // Formatted to 320x240, one buffer mapped and queued, streaming. The buffer, or null.
     unsigned char* Start(unsigned pixel_format) {
@@ -115,17 +114,16 @@ class VideoNode {
         return Call(VIDIOC_S_CTRL, &control);
     }
     // As select(2) answers.
-    int Wait() { return kernel_.WaitReadable(fd, std::chrono::seconds(1)); }
+    int Wait() { return Varno::kernel().WaitReadable(fd, std::chrono::seconds(1)); }
 
   private:
-    Varno::Kernel& kernel_;
     const v4l2_buf_type type_;
     std::vector<std::pair<void*, std::size_t>> mappings_;
 
   public:
     const int fd;
     v4l2_buffer buffer{};               // of the last call with one
-    std::array<unsigned, 4> picture{};  // of the last format: width, height, code, bytes
+    std::array<unsigned, 3> picture{};  // of the last format: width, height, code
 };
 
 }  // namespace board_test

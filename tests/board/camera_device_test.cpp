@@ -5,70 +5,50 @@
 #include "board/scene_source.h"
 #include "tests/board/board_test.h"
 
-namespace {
-
-using board_test::VideoNode;
+namespace board_test {
 
 constexpr unsigned kFrameBytes = 320 * 240 * 2;
 
-class CameraDeviceTest : public board_test::BoardTest {
+class CameraDeviceTest : public BoardTest {
   protected:
     VideoNode Camera(int flags = O_RDWR | O_NONBLOCK) {
-        return {kernel, board::kCameraNode, V4L2_BUF_TYPE_VIDEO_CAPTURE, flags};
+        return {board::kCameraNode, V4L2_BUF_TYPE_VIDEO_CAPTURE, flags};
     }
 };
 
 TEST_F(CameraDeviceTest, FormatsAreClampedAsADriverDoes) {
     VideoNode camera = Camera();
-    const std::array<unsigned, 4> small = {320, 240, V4L2_PIX_FMT_YUYV, kFrameBytes};
-    const std::array<unsigned, 4> large = {640, 480, V4L2_PIX_FMT_YUYV, 4 * kFrameBytes};
-    std::array<unsigned, 4> current = large;
     const struct {
         unsigned width, height, code, faults;
-        std::array<unsigned, 4> answer;
-    } cases[] = {{1, 1, V4L2_PIX_FMT_YUYV, 0, small},
-                 {600, 400, V4L2_PIX_FMT_RGB24, 0, large},
-                 {320, 240, V4L2_PIX_FMT_YUYV, board::kFormatOther, {320, 240, V4L2_PIX_FMT_MJPEG, kFrameBytes}},
-                 {0xFFFFFFFF, 0xFFFFFFFF, 0, 0, large},
-                 {640, 480, V4L2_PIX_FMT_YUYV, board::kSizeRefused, small}};
+        std::array<unsigned, 3> answer;
+    } cases[] = {{1, 1, V4L2_PIX_FMT_YUYV, 0, {320, 240, V4L2_PIX_FMT_YUYV}},
+                 {600, 400, V4L2_PIX_FMT_RGB24, 0, {640, 480, V4L2_PIX_FMT_YUYV}},
+                 {320, 240, V4L2_PIX_FMT_YUYV, board::kFormatOther, {320, 240, V4L2_PIX_FMT_MJPEG}},
+                 {0xFFFFFFFF, 0xFFFFFFFF, 0, 0, {640, 480, V4L2_PIX_FMT_YUYV}},
+                 {640, 480, V4L2_PIX_FMT_YUYV, board::kSizeRefused, {320, 240, V4L2_PIX_FMT_YUYV}}};
     for (const auto& c : cases) {
         board.SetCameraFaults(c.faults);
-        for (const unsigned long request : {VIDIOC_TRY_FMT, VIDIOC_S_FMT}) {
-            EXPECT_EQ(camera.Format(request, c.width, c.height, c.code), 0);
-            EXPECT_EQ(camera.picture, c.answer);
-            EXPECT_EQ(camera.Format(VIDIOC_G_FMT), 0);
-            EXPECT_EQ(camera.picture, request == VIDIOC_S_FMT ? c.answer : current) << "trying changes nothing";
-        }
-        current = c.answer;
+        EXPECT_EQ(camera.Format(VIDIOC_S_FMT, c.width, c.height, c.code), 0);
+        EXPECT_EQ(camera.picture, c.answer);
+        EXPECT_EQ(camera.Format(VIDIOC_G_FMT), 0);
+        EXPECT_EQ(camera.picture, c.answer);
     }
 }
 
 TEST_F(CameraDeviceTest, BuffersComeBeforeStreamingAndQueuingBeforeDequeuing) {
     VideoNode camera = Camera();
     VideoNode other = Camera();
-    // One after the other.
-    const std::tuple<const char*, std::function<int()>, int> steps[] = {
-        {"stream without buffers", [&] { return camera.Stream(true); }, EINVAL},
-        {"queue without buffers", [&] { return camera.Buffer(VIDIOC_QBUF); }, EINVAL},
-        {"two buffers", [&] { return camera.Request(2); }, 0},
-        {"another size", [&] { return camera.Format(VIDIOC_S_FMT, 640, 480, V4L2_PIX_FMT_YUYV); }, EBUSY},
-        {"a third one", [&] { return camera.Buffer(VIDIOC_QUERYBUF, 2); }, EINVAL},
-        {"map", [&] { return camera.Map(1) ? 0 : errno; }, 0},
-        {"more, while one is mapped", [&] { return camera.Request(3); }, EBUSY},
-        {"map elsewhere", [&] { return kernel.Map(camera.fd, 9, 9) == MAP_FAILED ? errno : 0; }, EINVAL},
-        {"dequeue before streaming", [&] { return camera.Buffer(VIDIOC_DQBUF); }, EINVAL},
-        {"queue", [&] { return camera.Buffer(VIDIOC_QBUF, 1); }, 0},
-        {"queue again", [&] { return camera.Buffer(VIDIOC_QBUF, 1); }, EINVAL},
-        {"stream", [&] { return camera.Stream(true); }, 0},
-        {"dequeue before the frame", [&] { return camera.Buffer(VIDIOC_DQBUF); }, EAGAIN},
-        {"another's buffers", [&] { return other.Request(1); }, EBUSY},
-        {"another's queue", [&] { return other.Buffer(VIDIOC_QBUF); }, EBUSY},
-        {"another's dequeue", [&] { return other.Buffer(VIDIOC_DQBUF); }, EBUSY},
-        {"another's stop", [&] { return other.Stream(false); }, EBUSY},
-        {"stop", [&] { return camera.Stream(false); }, 0},
-        {"the stop gave the buffer back", [&] { return camera.Buffer(VIDIOC_QBUF, 1); }, 0}};
-    for (const auto& [what, call, error] : steps)
-        EXPECT_EQ(call(), error) << what;
+    EXPECT_EQ((Errors{camera.Stream(true), camera.Buffer(VIDIOC_QBUF)}), Errors(2, EINVAL)) << "no buffers";
+    EXPECT_EQ((Errors{camera.Request(2), camera.Buffer(VIDIOC_QUERYBUF, 2)}), (Errors{0, EINVAL})) << "no third one";
+    EXPECT_EQ(camera.Format(VIDIOC_S_FMT, 320, 240, V4L2_PIX_FMT_YUYV), EBUSY);
+    EXPECT_NE(camera.Map(1), nullptr);
+    EXPECT_EQ(kernel.Map(camera.fd, 9, 9), MAP_FAILED) << "no buffer begins there";
+    EXPECT_EQ((Errors{camera.Request(3), camera.Buffer(VIDIOC_DQBUF)}), (Errors{EBUSY, EINVAL})) << "before streaming";
+    EXPECT_EQ((Errors{camera.Buffer(VIDIOC_QBUF, 1), camera.Buffer(VIDIOC_QBUF, 1)}), (Errors{0, EINVAL})) << "queued";
+    EXPECT_EQ((Errors{camera.Stream(true), camera.Buffer(VIDIOC_DQBUF)}), (Errors{0, EAGAIN})) << "no frame yet";
+    EXPECT_EQ((Errors{other.Request(1), other.Buffer(VIDIOC_QBUF), other.Buffer(VIDIOC_DQBUF), other.Stream(false)}),
+              Errors(4, EBUSY));
+    EXPECT_EQ((Errors{camera.Stream(false), camera.Buffer(VIDIOC_QBUF, 1)}), (Errors{0, 0})) << "it was given back";
     EXPECT_EQ(board.Get(&board::Block::violations), 0U);
 }
 
@@ -77,41 +57,37 @@ TEST_F(CameraDeviceTest, FramesArePacedByTheClock) {
     for (const bool blocking : {false, true}) {
         VideoNode camera = Camera(blocking ? O_RDWR : O_RDWR | O_NONBLOCK);
         const unsigned char* frame = camera.Start(V4L2_PIX_FMT_YUYV);
-        ASSERT_NE(frame, nullptr);
         const long start = Now();
-        // Takes a frame, and tells when it came.
-        const auto take = [&](unsigned number) {
+        // Ten frames pass without a buffer: they are lost.
+        for (const auto& [number, time] : {std::pair(0U, 33), {11U, 400}}) {
             EXPECT_EQ(blocking ? EAGAIN : camera.Buffer(VIDIOC_DQBUF), EAGAIN);
             EXPECT_EQ(blocking ? 1 : Answer([&] { return camera.Wait(); }), 1);
             EXPECT_EQ(Answer([&] { return camera.Buffer(VIDIOC_DQBUF); }), 0);
+            EXPECT_EQ(Now() - start, time);
             EXPECT_EQ(camera.buffer.sequence, number);
             EXPECT_EQ(board::ReadFrameNumber(frame, 320, 240, 2, 640), number + 1);
-            return Now() - start;
-        };
-        EXPECT_EQ(take(0), 33);
-        const std::vector<unsigned char> picture(frame, frame + kFrameBytes);
-        EXPECT_NE(first, picture) << "the scene goes on between streams";
-        first = picture;
-        // Ten frames pass without a buffer: they are lost.
-        Advance(334);
-        EXPECT_EQ(camera.Buffer(VIDIOC_QBUF), 0);
-        EXPECT_EQ(take(11), 400);
-        EXPECT_EQ(board.Get(&board::Block::camera).frames, blocking ? 4U : 2U);
+            const std::vector<unsigned char> picture(frame, frame + kFrameBytes);
+            EXPECT_NE(first, picture) << "the scene goes on, between streams, too";
+            if (number == 0) first = picture;
+            Advance(334);
+            EXPECT_EQ(camera.Buffer(VIDIOC_QBUF), 0);
+        }
     }
+    EXPECT_EQ(board.Get(&board::Block::camera).frames, 4U);
 }
 
 TEST_F(CameraDeviceTest, FaultsShowAsADriverShowsThem) {
     const struct {
         std::uint32_t faults;
-        int queue, stream, wait, dequeue;
+        Errors queue_stream_wait_dequeue;
         unsigned bytes, flag;
-    } cases[] = {{0, 0, 0, 1, 0, kFrameBytes, 0},
-                 {board::kDqbufStuck, 0, 0, 0, EAGAIN, 0, 0},
-                 {board::kDqbufEio, 0, 0, 1, EIO, 0, 0},
-                 {board::kStreamonRefused, 0, ENOSPC, 1, EINVAL, 0, 0},
-                 {board::kQbufRefused, EIO, 0, 0, EAGAIN, 0, 0},
-                 {board::kShortFrame, 0, 0, 1, 0, kFrameBytes / 2, 0},
-                 {board::kErrorFlag, 0, 0, 1, 0, kFrameBytes, V4L2_BUF_FLAG_ERROR}};
+    } cases[] = {{0, {0, 0, 1, 0}, kFrameBytes, 0},
+                 {board::kDqbufStuck, {0, 0, 0, EAGAIN}, 0, 0},
+                 {board::kDqbufEio, {0, 0, 1, EIO}, 0, 0},
+                 {board::kStreamonRefused, {0, ENOSPC, 1, EINVAL}, 0, 0},
+                 {board::kQbufRefused, {EIO, 0, 0, EAGAIN}, 0, 0},
+                 {board::kShortFrame, {0, 0, 1, 0}, kFrameBytes / 2, 0},
+                 {board::kErrorFlag, {0, 0, 1, 0}, kFrameBytes, V4L2_BUF_FLAG_ERROR}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.faults);
         VideoNode camera = Camera();
@@ -119,11 +95,10 @@ TEST_F(CameraDeviceTest, FaultsShowAsADriverShowsThem) {
         unsigned char* data = camera.Map(0);
         std::fill_n(data, kFrameBytes, 0xAB);
         board.SetCameraFaults(c.faults);
-        EXPECT_EQ(camera.Buffer(VIDIOC_QBUF), c.queue);
-        EXPECT_EQ(camera.Stream(true), c.stream);
-        EXPECT_EQ(board.Get(&board::Block::camera).streaming, c.stream == 0);
-        EXPECT_EQ(Answer([&] { return camera.Wait(); }), c.wait);
-        EXPECT_EQ(camera.Buffer(VIDIOC_DQBUF), c.dequeue);
+        const Errors answers = {camera.Buffer(VIDIOC_QBUF), camera.Stream(true), Answer([&] { return camera.Wait(); }),
+                                camera.Buffer(VIDIOC_DQBUF)};
+        EXPECT_EQ(answers, c.queue_stream_wait_dequeue);
+        EXPECT_EQ(board.Get(&board::Block::camera).streaming, answers[1] == 0);
         board.SetCameraFaults(0);
         if (c.bytes == 0) continue;
         EXPECT_EQ(camera.buffer.bytesused, c.bytes);
@@ -137,9 +112,8 @@ TEST_F(CameraDeviceTest, FaultsShowAsADriverShowsThem) {
 TEST_F(CameraDeviceTest, UnpluggedInAnyStateEveryCallSaysSo) {
     for (const bool streaming : {false, true}) {
         VideoNode camera = Camera();
-        VideoNode metadata(kernel, board::kCameraMetadataNode, V4L2_BUF_TYPE_VIDEO_CAPTURE);
+        VideoNode metadata(board::kCameraMetadataNode, V4L2_BUF_TYPE_VIDEO_CAPTURE);
         EXPECT_EQ(streaming, streaming && camera.Start(V4L2_PIX_FMT_YUYV));
-        const long start = Now();
         std::atomic<int> waited{-1};
         std::thread waiting([&] { waited = camera.Wait(); });
         if (streaming) board.Clock().Settle();  // asleep in the driver
@@ -147,27 +121,25 @@ TEST_F(CameraDeviceTest, UnpluggedInAnyStateEveryCallSaysSo) {
             board.PlugCamera(plugged);
             board.Clock().Settle();
             EXPECT_EQ(waited, 1) << "at once, so that the next call tells why";
-            EXPECT_EQ(camera.Buffer(VIDIOC_DQBUF), ENODEV) << "the old descriptor stays dead";
-            EXPECT_EQ(camera.Buffer(VIDIOC_QBUF), ENODEV);
-            EXPECT_EQ(camera.Stream(false), ENODEV);
-            EXPECT_EQ(metadata.Format(VIDIOC_G_FMT), ENODEV);
+            const Errors answers = {camera.Buffer(VIDIOC_DQBUF), camera.Buffer(VIDIOC_QBUF), camera.Stream(false),
+                                    metadata.Format(VIDIOC_G_FMT)};
+            EXPECT_EQ(answers, Errors(4, ENODEV)) << "the old descriptor stays dead";
             EXPECT_FALSE(board.Get(&board::Block::camera).streaming);
             for (const char* path : {board::kCameraNode, board::kCameraMetadataNode, "/sys/class/video4linux/video0"})
                 EXPECT_EQ(std::filesystem::exists(kernel.Path(path)), plugged) << path;
             EXPECT_EQ(Camera().fd >= 0, plugged);
         }
         waiting.join();
-        EXPECT_EQ(Now(), start);
     }
 }
 
-TEST_F(CameraDeviceTest, ControlsAndLampChangeThePicture) {
+TEST_F(CameraDeviceTest, ControlsChangeThePicture) {
     VideoNode camera = Camera();
     const unsigned char* frame = camera.Start(V4L2_PIX_FMT_YUYV);
-    // The mean of the brightnesses, or of the colours from blue (1) or red (3).
-    const auto mean = [&](int lamp, int brightness, int saturation, int part) {
-        board.Write("/sys/class/leds/led-pwm0/brightness", std::to_string(lamp));
-        EXPECT_EQ(board.Get(&board::Block::lamp), lamp);
+    board.Write("/sys/class/leds/led-pwm0/brightness", "104");
+    board.Folder().Sync();
+    // The mean of the brightnesses, or of the reds (3).
+    const auto mean = [&](int brightness, int saturation, int part) {
         EXPECT_EQ(camera.Control(V4L2_CID_BRIGHTNESS, brightness), 0) << "beyond its range it is clamped";
         EXPECT_EQ(camera.Control(V4L2_CID_SATURATION, saturation), 0);
         Advance(34);
@@ -177,47 +149,36 @@ TEST_F(CameraDeviceTest, ControlsAndLampChangeThePicture) {
             sum += frame[i];
         return sum / (320 * 240 / 2);
     };
-    const int neutral = mean(104, 128, 128, 0);
-    EXPECT_GT(mean(104, 168, 128, 0), neutral + 30);
-    EXPECT_EQ(mean(104, 1000, 128, 0), mean(104, 255, 128, 0));
-    EXPECT_EQ(mean(104, 128, 0, 3), 128) << "no colour at all";
-    EXPECT_LT(mean(66, 128, 128, 0), neutral - 15);
-    EXPECT_LT(mean(0, 128, 128, 0), 20);
+    EXPECT_GT(mean(168, 128, 0), mean(128, 128, 0) + 30);
+    EXPECT_EQ(mean(1000, 128, 0), mean(255, 128, 0));
+    EXPECT_EQ(mean(128, 0, 3), 128) << "no colour at all";
     EXPECT_EQ(camera.Control(V4L2_CID_EXPOSURE_AUTO, 9), ERANGE);
 }
 
 TEST(CameraSourceTest, PicturesAreScaledAndBadSourcesHaveAReason) {
     const std::filesystem::path folder = std::filesystem::temp_directory_path() / "varno-camera-source-test";
-    std::filesystem::remove_all(folder);
     std::filesystem::create_directories(folder);
     std::ofstream(folder / "text.txt") << "no picture";
     const std::string file = "file:" + folder.string();
-    const std::pair<std::string, const char*> bad[] = {{"nonsense", "unknown camera source"},
-                                                       {file + "/none.png", "No such file"},
-                                                       {file + "/text.txt", "no picture that can be read"},
-                                                       {file, "no pictures in this folder"},
-                                                       {"/dev/video987", "No such file"}};
     std::string error;
-    for (const auto& [source, reason] : bad) {
+    for (const auto& [source, reason] : {std::pair(std::string("nonsense"), "unknown camera source"),
+                                         {file + "/none.png", "No such file"},
+                                         {file, "no pictures in this folder"}}) {
         EXPECT_EQ(board::OpenCameraSource(source, error), nullptr) << source;
         EXPECT_NE(error.find(reason), std::string::npos) << source << ": " << error;
     }
-    // 2x2 pixels, both rows red, then blue: a GIF is the shortest of the formats. The other has the colours changed.
-    std::string gif("GIF89a\2\0\2\0\x80\0\0\xFF\0\0\0\0\xFF,\0\0\0\0\2\0\2\0\0\2\2\x44\x5C\0;", 36);
+    // 2x2 pixels, both rows red, then blue: a GIF is the shortest of the formats.
+    const std::string gif("GIF89a\2\0\2\0\x80\0\0\xFF\0\0\0\0\xFF,\0\0\0\0\2\0\2\0\0\2\2\x44\x5C\0;", 36);
     std::ofstream(folder / "a.gif", std::ios::binary) << gif;
-    std::swap_ranges(gif.begin() + 13, gif.begin() + 16, gif.begin() + 16);
-    std::ofstream(folder / "b.gif", std::ios::binary) << gif;
     const auto source = board::OpenCameraSource(file, error);
     ASSERT_NE(source, nullptr) << error;
     std::vector<std::uint8_t> frame(640 * 480 * 2);
-    for (const auto& [width, picture] : {std::pair(320, 0), {640, 0}, {640, 1}, {640, 2}}) {
-        EXPECT_TRUE(source->Render({width, width * 3 / 4, 0, picture * std::chrono::seconds(2), 0}, frame.data()));
-        const int red = picture == 1 ? width * 2 - 4 : 0;  // where it is; blue is at the other end
-        const int blue = width * 2 - 4 - red;
-        EXPECT_TRUE(frame[red] == 76 && frame[red + 3] == 255) << int{frame[red]} << " " << int{frame[red + 3]};
-        EXPECT_TRUE(frame[blue] == 29 && frame[blue + 1] == 255) << int{frame[blue]} << " " << int{frame[blue + 1]};
+    for (const int width : {320, 640}) {
+        EXPECT_TRUE(source->Render({width, width * 3 / 4, 0, {}, 0}, frame.data()));
+        const std::uint8_t* last = &frame[width * 2 - 4];
+        EXPECT_EQ((Errors{frame[0], frame[3], last[0], last[1]}), (Errors{76, 255, 29, 255})) << width;
     }
     std::filesystem::remove_all(folder);
 }
 
-}  // namespace
+}  // namespace board_test

@@ -1,13 +1,11 @@
-// The LCD shows what the hardware would; keys and fonts reach the program.
-#include "board/block_keys.h"
+// The LCD shows what the hardware would.
 #include "board/block_screen.h"
-#include "board/font_substitute.h"
 #include "board/pixel_pipeline_device.h"
 #include "tests/board/board_test.h"
 
-namespace {
+namespace board_test {
 
-class LcdTest : public board_test::BoardTest {
+class LcdTest : public BoardTest {
   protected:
     LcdTest() {
         FillUi(0, 0, 320, 240, 0x010101);
@@ -22,13 +20,9 @@ class LcdTest : public board_test::BoardTest {
         v4l2_framebuffer framebuffer{};
         framebuffer.flags = flags;
         EXPECT_EQ(pxp.Call(VIDIOC_S_FBUF, &framebuffer), 0);
-        EXPECT_EQ(pxp.Control(board::kCidOverlayEnable, overlay), 0);
+        Set(board::kCidOverlayEnable, overlay);
     }
-    void Turn(int rotation, int hflip, int vflip) {
-        EXPECT_EQ(pxp.Control(board::kCidRotation, rotation), 0);
-        EXPECT_EQ(pxp.Control(V4L2_CID_HFLIP, hflip), 0);
-        EXPECT_EQ(pxp.Control(V4L2_CID_VFLIP, vflip), 0);
-    }
+    void Set(unsigned control, int value) { EXPECT_EQ(pxp.Control(control, value), 0); }
     void SetKey(std::uint32_t color) {
         v4l2_format format{};
         format.type = V4L2_BUF_TYPE_VIDEO_OUTPUT_OVERLAY;
@@ -57,7 +51,7 @@ class LcdTest : public board_test::BoardTest {
     std::uint32_t At(int x, int y) { return board.Lcd()[y * 320 + x] & 0xFFFFFF; }
 
     board::BlockScreen screen{board.Block()};
-    board_test::VideoNode pxp{kernel, board::kPixelPipelineNode, V4L2_BUF_TYPE_VIDEO_OUTPUT, O_RDWR};
+    VideoNode pxp{board::kPixelPipelineNode, V4L2_BUF_TYPE_VIDEO_OUTPUT, O_RDWR};
     unsigned char* buffer = nullptr;
 };
 
@@ -75,15 +69,16 @@ TEST_F(LcdTest, TheVideoShowsThroughTheUserInterface) {
     // One change after the other, and the colours in the middle of the quarters, row by row.
     const std::tuple<const char*, std::function<void()>, std::array<std::uint32_t, 4>> steps[] = {
         {"video", [&] { Lay(kOverlay | kKeyed); }, {S, R, B, G}},
-        {"turned", [&] { Turn(90, 0, 0); }, {B, S, G, R}},
-        {"turned twice", [&] { Turn(180, 0, 0); }, {G, B, R, S}},
-        {"turned thrice", [&] { Turn(270, 0, 0); }, {R, G, S, B}},
-        {"mirrored", [&] { Turn(0, 1, 0); }, {R, S, G, B}},
-        {"upside down", [&] { Turn(0, 0, 1); }, {B, G, S, R}},
-        {"upright", [&] { Turn(0, 0, 0); }, {S, R, B, G}},
+        {"turned", [&] { Set(board::kCidRotation, 90); }, {B, S, G, R}},
+        {"turned twice", [&] { Set(board::kCidRotation, 180); }, {G, B, R, S}},
+        {"turned thrice", [&] { Set(board::kCidRotation, 270); }, {R, G, S, B}},
+        {"and mirrored", [&] { Set(V4L2_CID_HFLIP, 1); }, {G, R, B, S}},
+        {"upright, but mirrored", [&] { Set(board::kCidRotation, 0); }, {R, S, G, B}},
+        {"and upside down", [&] { Set(V4L2_CID_VFLIP, 1); }, {G, B, R, S}},
+        {"upside down", [&] { Set(V4L2_CID_HFLIP, 0); }, {B, G, S, R}},
+        {"upright", [&] { Set(V4L2_CID_VFLIP, 0); }, {S, R, B, G}},
         {"drawn over, beyond the edges, too", [&] { FillUi(160, -8, 170, 128, U); }, {S, U, B, G}},
-        {"the user interface alone", [&] { EXPECT_EQ(SetOutput(1), 0); }, {K, U, K, K}},
-        {"no such output", [&] { EXPECT_EQ(SetOutput(2), EINVAL); }, {K, U, K, K}},
+        {"the user interface alone", [&] { EXPECT_EQ(SetOutput(1) + SetOutput(2), EINVAL); }, {K, U, K, K}},
         {"both again", [&] { EXPECT_EQ(SetOutput(0), 0); }, {S, U, B, G}},
         {"another key", [&] { SetKey(U); }, {K, R, K, K}},
         {"the usual key", [&] { SetKey(K); }, {S, U, B, G}},
@@ -94,7 +89,7 @@ TEST_F(LcdTest, TheVideoShowsThroughTheUserInterface) {
         {"the last picture stays", [&] { EXPECT_EQ(pxp.Stream(false), 0); }, {S, U, B, G}},
         {"a part of the screen",
          [&] {
-             Crop({160, 120, 160, 120});
+             EXPECT_EQ(Crop({160, 120, 160, 120})[0], 160);
          },
          {N, U, N, S}},
         {"powered off", [&] { board.Set(&board::Block::powered_off, true); }, {N, N, N, N}}};
@@ -109,17 +104,15 @@ TEST_F(LcdTest, TheVideoShowsThroughTheUserInterface) {
 
 TEST_F(LcdTest, ZoomScalesTheSmallerFormatOntoTheCropRectangle) {
     ASSERT_EQ(pxp.Format(VIDIOC_S_FMT, 129, 96, V4L2_PIX_FMT_YUV422P), 0) << "while streaming";
-    EXPECT_EQ(pxp.picture, (std::array{128U, 96U, V4L2_PIX_FMT_YUV422P, 24576U})) << "in pairs";
     Show(128, 96, [](int x, int y) { return std::array{x + y / 2, 0, 0}; });
-    EXPECT_EQ((std::array{At(0, 0), At(319, 0), At(319, 239)}), (std::array{0U, 0x7F7F7FU, 0xAEAEAEU}));
-    EXPECT_NEAR(At(160, 120) & 255, 88, 1) << "the middle stays the middle";
+    EXPECT_EQ((std::array{At(0, 0), At(319, 0), At(160, 120), At(319, 239)}),
+              (std::array{0U, 0x7F7F7FU, 0x575757U, 0xAEAEAEU}));
     EXPECT_EQ(Crop({100, 50, 64, 48}), (std::array{100, 50, 64, 48}));
     EXPECT_EQ((std::array{At(99, 50), At(163, 97), At(164, 97)}), (std::array{0U, 0xADADADU, 0U}));
     EXPECT_EQ(Crop({-1, 400, 0, 1000}), (std::array{0, 239, 1, 1})) << "inside the screen";
     EXPECT_EQ(pxp.Format(VIDIOC_S_FMT, 640, 480, V4L2_PIX_FMT_YUV422P), EBUSY) << "larger than the buffers";
-    EXPECT_EQ(pxp.Format(VIDIOC_S_FMT, 320, 240, V4L2_PIX_FMT_YUYV), EINVAL);
-    EXPECT_EQ(pxp.Format(VIDIOC_G_FMT), 0);
-    EXPECT_EQ(pxp.picture[0], 128U);
+    EXPECT_EQ(pxp.Format(VIDIOC_S_FMT, 320, 240, V4L2_PIX_FMT_YUYV) + pxp.Format(VIDIOC_G_FMT), EINVAL);
+    EXPECT_EQ(pxp.picture, (std::array{128U, 96U, V4L2_PIX_FMT_YUV422P})) << "columns go in pairs";
 }
 
 TEST_F(LcdTest, OneBufferGoesRound) {
@@ -129,36 +122,9 @@ TEST_F(LcdTest, OneBufferGoesRound) {
         EXPECT_EQ(compositor.ComposeIfChanged(board.Block()), nullptr);
         EXPECT_EQ(kernel.WaitWritable(pxp.fd, std::chrono::seconds(1)), 1);
         EXPECT_EQ(pxp.Wait(), 0) << "nothing to read from an output";
-        EXPECT_EQ(pxp.Buffer(VIDIOC_DQBUF), 0);
-        EXPECT_EQ(pxp.Buffer(VIDIOC_DQBUF), EINVAL) << "nothing is queued, waiting would be for ever";
-        EXPECT_EQ(pxp.Buffer(VIDIOC_QBUF), 0);
+        const Errors answers = {pxp.Buffer(VIDIOC_DQBUF), pxp.Buffer(VIDIOC_DQBUF), pxp.Buffer(VIDIOC_QBUF)};
+        EXPECT_EQ(answers, (Errors{0, EINVAL, 0})) << "nothing is queued: waiting would be for ever";
     }
 }
 
-TEST(BlockKeysTest, SixteenKeysWait) {
-    board::SharedBlock block;
-    board::BlockKeys keys(*block);
-    mwin::KeyEvent event{};
-    for (int round = 0; round < 3; ++round) {
-        EXPECT_FALSE(keys.KeyWaits() || keys.Read(event));
-        for (int i = 0; i < 17; ++i)
-            EXPECT_EQ(board::PushKey(*block, 37 + i, 2), i < 16);
-        for (int i = 0; i < 16; ++i) {
-            EXPECT_TRUE(keys.KeyWaits() && keys.Read(event));
-            EXPECT_EQ(std::tuple(event.virtual_key, event.kind), std::tuple(37 + i, mwin::KeyEvent::Kind::Release));
-        }
-    }
-}
-
-TEST(FontSubstituteTest, FindsFreeFacesByPattern) {
-    const auto finds = [](const char* name, bool chinese, const char* face) {
-        return board::FindFontSubstitute(name, chinese).find(face) != std::string::npos;
-    };
-    EXPECT_TRUE(finds("Arial.ttf", false, "/LiberationSans-Regular.ttf"));
-    EXPECT_TRUE(finds("ARIALB.TTF", false, "/LiberationSans-Bold.ttf"));
-    EXPECT_TRUE(finds("MSYH.TTF", true, "/wqy-microhei.ttc"));
-    EXPECT_FALSE(finds("Arial.ttf", true, "/LiberationSans-Regular.ttf")) << "it has not the characters";
-    EXPECT_TRUE(finds("NoSuchFont.ttf", false, "/"));
-}
-
-}  // namespace
+}  // namespace board_test
