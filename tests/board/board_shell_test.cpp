@@ -9,8 +9,7 @@ TEST(ShellWordsTest, QuotesAsAShellDoes) {
         {"echo 1>x", {"echo", "1"}, "x"},
         {R"(/bin/echo "" >> '/a b')", {"/bin/echo", ""}, "/a b"},
         {R"(rm -f a\ b 'c"d' "e\"f\g"'h'i)", {"rm", "-f", "a b", "c\"d", "e\"f\\ghi"}, ""},
-        {"rm '$HOME;*'", {"rm", "$HOME;*"}, ""},
-        {"  ", {}, ""}};
+        {"rm '$HOME;*'", {"rm", "$HOME;*"}, ""}};
     board::ShellCommand command;
     for (const auto& [line, words, output_file] : understood) {
         EXPECT_EQ(board::SplitShellWords(line, command), board::ShellAnswer::Understood) << line;
@@ -42,6 +41,7 @@ TEST_F(BoardShellTest, FilesOutsideTheBoardAreOutOfReach) {
     EXPECT_TRUE(std::filesystem::exists("/etc/passwd"));
     EXPECT_EQ(Run("echo x > ../../../escaped"), 0);
     EXPECT_EQ(board.Read("escaped"), "x\n") << "the program's folder is the top";
+    EXPECT_TRUE(std::filesystem::exists("varnosvconf.xml") && std::filesystem::exists("img/sd.png"));
     const std::string root = board.Folder().Directory().string();
     const std::pair<const char*, std::string> paths[] = {{"img/sd.png", "img/sd.png"},
                                                          {"/home/x", "/home/x"},
@@ -90,7 +90,6 @@ TEST_F(BoardShellTest, MountsAndFormatting) {
         {"mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1", 32, "card nand", 1, 1},
         {"/usr/bin/mkdosfs -F 32 /dev/mmcblk0p1", 1, "card nand", 1, 1},
         {"/bin/umount  -f  /media/sd-mmcblk0p1", 0, "nand", 1, 1},
-        {"mount -t ext4 /dev/mmcblk0p1  /media/sd-mmcblk0p1", 32, "nand", 1, 1},
         {"/usr/bin/mkdosfs -F 32 /dev/mmcblk0p1", 0, "nand", 0, 1},
         {"mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1", 0, "card nand", 0, 1},
         {"/bin/umount -l /dev/loop0", 0, "card ", 0, 1},

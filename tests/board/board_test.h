@@ -79,7 +79,8 @@ class VideoNode {
         std::tie(format.fmt.pix.width, format.fmt.pix.height, format.fmt.pix.pixelformat) =
             std::tie(width, height, pixel_format);
         const int error = Call(request, &format);
-        picture = {format.fmt.pix.width, format.fmt.pix.height, format.fmt.pix.pixelformat};
+        const v4l2_pix_format& got = format.fmt.pix;
+        picture = {got.width, got.height, got.pixelformat, got.sizeimage};
         return error;
     }
     int Request(unsigned count) {
@@ -123,7 +124,7 @@ class VideoNode {
   public:
     const int fd;
     v4l2_buffer buffer{};               // of the last call with one
-    std::array<unsigned, 3> picture{};  // of the last format: width, height, code
+    std::array<unsigned, 4> picture{};  // of the last format: width, height, code, bytes
 };
 
 }  // namespace board_test
