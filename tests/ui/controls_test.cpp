@@ -62,7 +62,7 @@ TEST_F(ControlsTest, DateLineFollowsTheClock) {
                  {false, 77, 3000, false}, {true, 0, 0, true},     {true, 1, 1000, true}};
     bool on = true;
     for (const auto& step : steps) {
-        const int before = screen.UpdatedPixels();
+        const std::size_t before = screen.UpdatedPixels();
         kernel.SetWallClock(now += step.seconds);
         if (std::exchange(on, step.on) != step.on) date->EnableTimeDisplay(on);
         Pass(step.pass);
