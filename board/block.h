@@ -139,6 +139,7 @@ struct Block {
     std::uint32_t violations;  // uses of the kernel that no correct program makes
     char last_violation[128];
     std::uint32_t usb_violations;  // of them, uses of a medium that was handed over to a PC
+    std::int64_t unsynced_bytes;   // written to files since the program last had the file systems written out
 
     // Pictures.
     std::uint32_t ui_sequence;                       // counts updates

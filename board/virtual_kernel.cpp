@@ -129,6 +129,7 @@ int VirtualKernel::OpenOnMedium(Medium medium, const std::string& path, int flag
     }
     const int fd = open(folder_.Resolve(path)->c_str(), flags | O_CLOEXEC, mode);
     if (fd < 0) return -1;
+    clock_.Sleep(open_time_);
     file.node.descriptor = fd;
     const std::lock_guard<std::mutex> guard(mutex_);
     files_[fd] = file;
@@ -216,7 +217,20 @@ ssize_t VirtualKernel::Write(int fd, const struct iovec* parts, int count) {
         if (const int error = WriteError(*file, Length(parts, count))) return Fail(error);
         if (const int error = WaitForMedium(*file)) return Fail(error);
     }
-    return writev(fd, parts, count);
+    const ssize_t written = writev(fd, parts, count);
+    const BlockLock lock(block_);
+    block_.unsynced_bytes += std::max<ssize_t>(written, 0);
+    return written;
+}
+
+bool VirtualKernel::Unsynced() const {
+    const BlockLock lock(block_);
+    return block_.unsynced_bytes > 0;
+}
+
+void VirtualKernel::Sync() {
+    const BlockLock lock(block_);
+    block_.unsynced_bytes = 0;
 }
 
 int VirtualKernel::Flush(int fd) {
@@ -288,7 +302,15 @@ int VirtualKernel::WaitWritable(int fd, std::chrono::milliseconds timeout) {
 }
 
 int VirtualKernel::System(const char* command) {
-    return command ? shell_.Run(command) : 1;
+    if (!command) return 1;
+    const auto lent = [this] {
+        const BlockLock lock(block_);
+        return block_.card.handed_over || block_.nand.handed_over;
+    };
+    const bool before = lent();
+    const int result = shell_.Run(command);
+    if (!before && lent() && Unsynced()) RecordUsbViolation(block_, "a PC that misses what is not written out yet");
+    return result;
 }
 
 // Between fork and exec nothing of the board can be used; no program of the PC is ever run.

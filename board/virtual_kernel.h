@@ -1,6 +1,8 @@
 // The operating system as the program meets it on the virtual board.
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -41,7 +43,7 @@ class VirtualKernel final : public Varno::Kernel {
     int System(const char* command) override;
     int Exec(const char* file, char* const arguments[]) override;
     int StatFs(const char* path, struct statfs* result) override;
-    void Sync() override {}
+    void Sync() override;
     std::timespec RealTime() override;
     int SetRealTime(const std::timespec& now) override;
     std::chrono::nanoseconds Monotonic() override { return clock_.Monotonic(); }
@@ -52,6 +54,8 @@ class VirtualKernel final : public Varno::Kernel {
     void FailIoctl(unsigned long request, int nth, int error);
     void FailOpen(const std::string& path, int nth, int error);
     void FailWrite(int nth, int error);
+    // Each opening of a file on a medium takes so long from now on.
+    void SetOpenTime(std::chrono::nanoseconds duration) { open_time_ = duration; }
     // How often an ioctl was issued since the start.
     int IoctlCount(unsigned long request) const;
 
@@ -87,6 +91,7 @@ class VirtualKernel final : public Varno::Kernel {
     std::optional<OpenFile> Find(int fd) const;
     // The fault that is due for this call; 0: none.
     int TakeFault(const std::string& call);
+    bool Unsynced() const;
     // Tells whether a medium that was handed over to a PC is used without leave; counts it then.
     bool Trespass(const std::string& path) const;
     // 0, or the errno that every use of this file fails with, because of its medium.
@@ -107,6 +112,7 @@ class VirtualKernel final : public Varno::Kernel {
     WatchdogDevice watchdog_;
     RtcDevice rtc_;
     OtgDevice otg_;
+    std::atomic<std::chrono::nanoseconds> open_time_{};
 
     mutable std::mutex mutex_;  // of what follows; not held during a device's call
     std::map<int, OpenFile> files_;
