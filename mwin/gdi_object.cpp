@@ -78,6 +78,8 @@ class ObjectTable {
         return true;
     }
 
+    std::size_t LivePensAndFonts() const { return objects_.size() - brushes_.size(); }
+
   private:
     std::array<MwGdiObject, SYSTEM_FONT + 1> stock_;
     std::unordered_map<HGDIOBJ, std::unique_ptr<MwGdiObject>> objects_;
@@ -97,6 +99,10 @@ namespace mwin {
 const MwGdiObject* FindObject(HGDIOBJ handle, Kind kind) {
     const MwGdiObject* object = Objects().Find(handle);
     return object != nullptr && object->kind == kind ? object : nullptr;
+}
+
+std::size_t LivePensAndFonts() {
+    return Objects().LivePensAndFonts();
 }
 
 const MwGdiObject& SelectedBrush(const MwDc& dc) {

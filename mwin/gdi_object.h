@@ -1,6 +1,7 @@
 // Brushes, pens and fonts behind their handles.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -23,6 +24,9 @@ namespace mwin {
 
 // Null for a stale handle, one of another kind, or none.
 const MwGdiObject* FindObject(HGDIOBJ handle, MwGdiObject::Kind kind);
+// Pens and fonts that are not deleted yet. Brushes are left out: equal ones are one object, so that they are never
+// many.
+std::size_t LivePensAndFonts();
 
 // What is selected into a device, or the device's default when that is nothing or was deleted.
 const MwGdiObject& SelectedBrush(const MwDc& dc);

@@ -90,6 +90,10 @@ void KillAllTimers() {
     timers().clear();
 }
 
+std::size_t LiveTimers() {
+    return timers().size();
+}
+
 }  // namespace mwin
 
 UINT SetTimer(HWND handle, UINT id, UINT milliseconds, TIMERPROC procedure) {

@@ -1,6 +1,8 @@
 // Timers. Internal to mwin; UI thread.
 #pragma once
 
+#include <cstddef>
+
 #include "mwin/windows.h"
 
 namespace mwin {
@@ -14,5 +16,6 @@ bool TakeTimerMessage(HWND window, DWORD now, bool remove, MSG& message);
 void DispatchTimer(const MSG& message);
 void KillTimersOf(HWND window);
 void KillAllTimers();
+std::size_t LiveTimers();
 
 }  // namespace mwin

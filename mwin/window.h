@@ -71,6 +71,7 @@ using WindowPtr = std::shared_ptr<Window>;
 
 // The window of a handle; null for a stale or null one.
 WindowPtr Find(HWND handle);
+std::size_t LiveWindows();  // the desktop among them
 // The root of the tree; null before Install.
 const WindowPtr& Desktop();
 void CreateDesktop(int width, int height);

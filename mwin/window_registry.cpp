@@ -30,6 +30,10 @@ WindowPtr Find(HWND handle) {
     return found != registry().windows.end() ? found->second : nullptr;
 }
 
+std::size_t LiveWindows() {
+    return registry().windows.size();
+}
+
 const WindowPtr& Desktop() {
     return registry().desktop;
 }
