@@ -1,14 +1,13 @@
 #include "tests/support/moved_clock.h"
 
-#include <dirent.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <iterator>
-#include <map>
+#include <string>
 #include <thread>
 
 namespace support {
@@ -23,62 +22,56 @@ constexpr std::int64_t kStartMonotonicSeconds = 1000;
 // makes no difference. Then it is taken to be waiting busily, and gets a little at each step until it rests again.
 constexpr long kTicksUntilRest = 30 * VARNO_TEST_PATIENCE;
 constexpr long kTicksOfBusyWait = 1;
+constexpr std::chrono::microseconds kLookPeriod{200};
 
-struct ThreadState {
-    bool running;
-    long switches;  // how often the thread has gone to sleep or was preempted
-    long ticks;     // of processor time used
-    bool SameRest(const ThreadState& other) const { return !running && !other.running && switches == other.switches; }
-};
-
-// The fields after the name, which may hold blanks itself, in a thread's "stat".
-long ReadTicks(int thread) {
-    char path[64];
-    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", thread);
-    FILE* file = std::fopen(path, "re");
-    if (!file) return 0;
-    char line[512] = "";
-    std::fgets(line, sizeof line, file);
+// What the system tells of one thread of this process; nothing when the thread has ended.
+std::string Told(int thread, const char* file_name) {
+    char text[2048];
+    std::snprintf(text, sizeof text, "/proc/self/task/%d/%s", thread, file_name);
+    FILE* file = std::fopen(text, "re");
+    if (!file) return "";
+    const std::size_t length = std::fread(text, 1, sizeof text, file);
     std::fclose(file);
-    const char* rest = std::strrchr(line, ')');
+    return {text, length};
+}
+
+long ReadTicks(int thread) {
+    const std::string told = Told(thread, "stat");
+    const std::size_t name_end = told.rfind(')');  // the name may hold blanks itself
     long user = 0;
     long system = 0;
-    if (rest) std::sscanf(rest, ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system);
+    if (name_end != std::string::npos) {
+        std::sscanf(told.c_str() + name_end, ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system);
+    }
     return user + system;
 }
 
-// What the system says of one thread of this process.
-ThreadState ReadState(int thread) {
-    char path[64];
-    std::snprintf(path, sizeof path, "/proc/self/task/%d/status", thread);
-    ThreadState state{};
-    FILE* file = std::fopen(path, "re");
-    if (!file) return state;
-    char line[128];
-    while (std::fgets(line, sizeof line, file)) {
-        // Runnable, or waiting for a disk: it will go on by itself.
-        if (std::strncmp(line, "State:\t", 7) == 0) state.running = line[7] == 'R' || line[7] == 'D';
-        if (const char* count = std::strstr(line, "voluntary_ctxt_switches:")) state.switches += std::atol(count + 24);
-    }
-    std::fclose(file);
+MovedClock::ThreadState ReadState(int thread) {
+    const std::string told = Told(thread, "status");
+    const std::size_t name_end = told.find('\n');
+    MovedClock::ThreadState state{};
+    // Runnable, or waiting for a disk: it will go on by itself.
+    state.running = told.find("State:\tR", name_end) != told.npos || told.find("State:\tD", name_end) != told.npos;
+    const std::string counts = "voluntary_ctxt_switches:";  // and "nonvoluntary..."
+    for (std::size_t at = name_end; (at = told.find(counts, at)) != told.npos; at += counts.size())
+        state.switches += std::atol(told.c_str() + at + counts.size());
     if (state.running) state.ticks = ReadTicks(thread);
     return state;
 }
 
 // Every other thread of this process.
-std::map<int, ThreadState> ReadThreads() {
-    std::map<int, ThreadState> threads;
-    DIR* folder = opendir("/proc/self/task");
-    if (!folder) return threads;
-    while (const dirent* entry = readdir(folder)) {
-        const int thread = std::atoi(entry->d_name);
-        if (thread > 0 && thread != gettid()) threads[thread] = ReadState(thread);
-    }
-    closedir(folder);
+std::set<int> ListThreads() {
+    std::set<int> threads;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
+        threads.insert(std::stoi(entry.path().filename()));
+    threads.erase(gettid());
     return threads;
 }
 
 }  // namespace
+
+// A sanitizer makes its own thread together with the program's first.
+MovedClock::MovedClock() : foreign_((std::thread([] {}).join(), ListThreads())) {}
 
 std::timespec MovedClock::WallClock() {
     const nanoseconds now = Monotonic();
@@ -98,7 +91,6 @@ bool MovedClock::WaitUntil(nanoseconds deadline, const std::function<bool()>& re
 }
 
 bool MovedClock::Wait(nanoseconds deadline, const std::function<bool()>* ready) {
-    Sleeper self{deadline, ready, false};
     std::unique_lock<std::mutex> lock(mutex_);
     if (ready && (*ready)()) return true;
     if (deadline <= Monotonic()) return false;
@@ -106,8 +98,10 @@ bool MovedClock::Wait(nanoseconds deadline, const std::function<bool()>* ready) 
         if (deadline != nanoseconds::max()) now_ = deadline.count();
         return false;
     }
+    Sleeper self{deadline, ready, gettid(), false, {}};
     sleepers_.push_back(&self);
-    released_.wait(lock, [&self] { return self.released; });
+    if (sleepers_.size() >= awaited_) arrived_.notify_one();
+    self.woken.wait(lock, [&self] { return self.released; });
     return ready && (*ready)();
 }
 
@@ -120,18 +114,17 @@ void MovedClock::LetGo() {
     const std::lock_guard<std::mutex> lock(mutex_);
     let_go_ = true;
     for (Sleeper* sleeper : sleepers_)
-        sleeper->released = true;
+        sleeper->Release();
     sleepers_.clear();
-    released_.notify_all();
 }
 
 void MovedClock::ReleaseDue() {
     const nanoseconds now = Monotonic();
     sleepers_.remove_if([now](Sleeper* sleeper) {
-        sleeper->released = sleeper->deadline <= now || (sleeper->ready && (*sleeper->ready)());
-        return sleeper->released;
+        const bool due = sleeper->deadline <= now || (sleeper->ready && (*sleeper->ready)());
+        if (due) sleeper->Release();
+        return due;
     });
-    released_.notify_all();
 }
 
 void MovedClock::Step(nanoseconds limit) {
@@ -143,32 +136,54 @@ void MovedClock::Step(nanoseconds limit) {
     ReleaseDue();
 }
 
-// At rest is a process of which two looks in a row show no running thread, and none that ran in between.
+// A thread that sleeps on the clock is at rest until the clock is moved. Any other is when two looks in a row show that
+// it does not run and did not run in between; the last look of one settling is the first of the next.
 void MovedClock::Settle() {
-    std::map<int, ThreadState> before;
     std::map<int, long> ticks_at_start;
     for (;;) {
-        std::map<int, ThreadState> threads = ReadThreads();
-        bool waiting = false;
-        bool same = threads.size() == before.size();
-        for (auto thread = spinning_.begin(); thread != spinning_.end();) {
-            thread = threads.count(*thread) ? std::next(thread) : spinning_.erase(thread);
+        // In this order: who sleeps by now makes no thread that would be missing from the list.
+        const std::set<int> asleep = Asleep();
+        std::map<int, ThreadState> awake;
+        for (const int thread : ListThreads()) {
+            if (asleep.count(thread) == 0 && foreign_.count(thread) == 0) awake[thread] = ReadState(thread);
         }
-        for (const auto& [thread, state] : threads) {
+        std::size_t waiting = 0;
+        bool same = true;
+        for (auto thread = spinning_.begin(); thread != spinning_.end();) {
+            thread = awake.count(*thread) ? std::next(thread) : spinning_.erase(thread);
+        }
+        for (const auto& [thread, state] : awake) {
             if (!state.running) {
                 spinning_.erase(thread);
-                same = same && before.count(thread) && state.SameRest(before[thread]);
+                const auto before = looked_at_.find(thread);
+                same = same && before != looked_at_.end() && state.SameRest(before->second);
                 continue;
             }
             const long used = state.ticks - ticks_at_start.emplace(thread, state.ticks).first->second;
             const bool spent = used >= (spinning_.count(thread) ? kTicksOfBusyWait : kTicksUntilRest);
             if (spent) spinning_.insert(thread);
-            waiting = waiting || !spent;
+            waiting += spent ? 0 : 1;
         }
-        if (!waiting && (same || !spinning_.empty())) return;
-        before = std::move(threads);
-        if (waiting) std::this_thread::sleep_for(std::chrono::microseconds(50));
+        looked_at_ = std::move(awake);
+        if (waiting == 0 && (same || !spinning_.empty())) return;
+        if (waiting > 0) AwaitSleepers(asleep.size() + waiting);
     }
+}
+
+std::set<int> MovedClock::Asleep() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::set<int> threads;
+    for (const Sleeper* sleeper : sleepers_)
+        threads.insert(sleeper->thread);
+    return threads;
+}
+
+// A thread that does not come may wait for something else.
+void MovedClock::AwaitSleepers(std::size_t count) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    awaited_ = count;
+    arrived_.wait_for(lock, kLookPeriod, [&] { return sleepers_.size() >= count; });
+    awaited_ = SIZE_MAX;
 }
 
 void MovedClock::Advance(milliseconds duration) {

@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 
 #include "board/font_substitute.h"
 #include "mwin/windows.h"
@@ -20,27 +19,18 @@ class ProgramRunner::UiClock final : public mwin::Clock {
     std::uint32_t TickCount() override { return inner_.TickCount(); }
     void Wait(int timeout_ms) override {
         inner_.Wait(timeout_ms);
-        std::function<void()> action;
-        {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            action.swap(action_);
-        }
-        if (action) action();
+        if (quits_.exchange(false)) PostQuitMessage(0);
     }
     void Wake() override { inner_.Wake(); }
 
-    void SetAction(std::function<void()> action) {
-        {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            action_ = std::move(action);
-        }
+    void Quit() {
+        quits_ = true;
         Wake();
     }
 
   private:
     MovedUiClock inner_;
-    std::mutex mutex_;
-    std::function<void()> action_;
+    std::atomic<bool> quits_{false};
 };
 
 // Everything written to standard output goes to a memory file until the end.
@@ -51,28 +41,28 @@ class ProgramRunner::Capture {
         dup2(file_, STDOUT_FILENO);
     }
     ~Capture() {
-        const std::string text = Text();
+        Text();
         dup2(output_before_, STDOUT_FILENO);
         close(output_before_);
         close(file_);
-        if (testing::Test::HasFailure()) std::fwrite(text.data(), 1, text.size(), stdout);
+        if (testing::Test::HasFailure()) std::fwrite(text_.data(), 1, text_.size(), stdout);
     }
     Capture(const Capture&) = delete;
     Capture& operator=(const Capture&) = delete;
 
-    std::string Text() const {
+    const std::string& Text() {
         std::fflush(stdout);
-        std::string text;
-        char part[65536];
-        for (ssize_t length = 0; (length = pread(file_, part, sizeof part, static_cast<off_t>(text.size()))) > 0;) {
-            text.append(part, static_cast<std::size_t>(length));
+        char part[4096];
+        for (ssize_t length = 0; (length = pread(file_, part, sizeof part, static_cast<off_t>(text_.size()))) > 0;) {
+            text_.append(part, static_cast<std::size_t>(length));
         }
-        return text;
+        return text_;
     }
 
   private:
     const int output_before_;
     const int file_;
+    std::string text_;
 };
 
 ProgramRunner::ProgramRunner(VirtualBoard& board)
@@ -114,22 +104,17 @@ bool ProgramRunner::RunUntilPrinted(const std::string& text, std::size_t from) {
     return RunUntil([&] { return Output().find(text, from) != std::string::npos; });
 }
 
-std::string ProgramRunner::Output() {
+const std::string& ProgramRunner::Output() {
     return capture_->Text();
 }
 
 int ProgramRunner::End() {
-    if (!ended_) OnUiThread([] { PostQuitMessage(0); });
+    clock_->Quit();
     if (!RunUntil([this] { return ended_.load(); }, std::chrono::minutes(2))) {
         std::fprintf(stderr, "the program does not end\n%s", Output().c_str());
         std::abort();
     }
     return result_;
-}
-
-void ProgramRunner::OnUiThread(std::function<void()> action) {
-    clock_->SetAction(std::move(action));
-    board_.Clock().Settle();
 }
 
 }  // namespace support

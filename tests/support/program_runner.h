@@ -38,15 +38,13 @@ class ProgramRunner {
     bool RunUntilPrinted(const std::string& text, std::size_t from = 0);
 
     // All that was printed so far.
-    std::string Output();
+    const std::string& Output();
     bool Running() const { return !ended_; }
     // Ends the main window's loop as the system's quit message does, and waits for WinMain to return: what it returned.
     int End();
-    // Runs `action` on the UI thread while that waits for messages.
-    void OnUiThread(std::function<void()> action);
 
   private:
-    // Also carries the test's actions to the UI thread.
+    // Also carries the test's wish to quit to the UI thread.
     class UiClock;
     class Capture;
 

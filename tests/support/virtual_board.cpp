@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 
 namespace support {
@@ -78,8 +78,9 @@ std::string VirtualBoard::Resolve(const std::string& path) {
 }
 
 std::string VirtualBoard::Read(const std::string& path) {
-    std::ifstream file(Resolve(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream content;
+    content << std::ifstream(Resolve(path), std::ios::binary).rdbuf();
+    return content.str();
 }
 
 void VirtualBoard::Write(const std::string& path, const std::string& content) {
