@@ -1,6 +1,4 @@
 // Stills and videos, and what may go wrong with them.
-#include "app/globals.h"
-#include "app/sv_main.h"
 #include "tests/scenario/scenario.h"
 
 using testing::HasSubstr;
@@ -10,126 +8,138 @@ using testing::SizeIs;
 namespace scenario {
 namespace {
 
-using Capture = ScenarioTest;
+class Capture : public ScenarioTest {
+  protected:
+    // The last file is a JPEG picture of 640x480.
+    void ExpectWholeStill() {
+        const std::string still = LastFile(".jpg");
+        EXPECT_EQ(still.substr(0, 3), "\xFF\xD8\xFF");
+        EXPECT_EQ(still.substr(still.size() - 2), "\xFF\xD9");
+        const std::size_t frame = still.find("\xFF\xC0");  // baseline frame header: length, precision, height, width
+        ASSERT_NE(frame, std::string::npos);
+        EXPECT_EQ(still.substr(frame + 5, 4), std::string("\x01\xE0\x02\x80", 4));
+    }
+};
 
 TEST_F(Capture, EnterTakesAStill) {
     StartLive();
-    program->Advance(3s);
-    const std::string before = program->Output();
-    program->Press(VK_RETURN);
+    Advance(3s);
+    const std::size_t from = Output().size();
+    Keys("E");
     ASSERT_TRUE(RunUntilState("REC_IMAGE"));
     EXPECT_EQ(VideoSize(), "640x480");
-    EXPECT_GT(Drawn(kFunnelBox), 20);
     ExpectLcd("taking_still");
-    ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n"));
+    ASSERT_TRUE(program->RunUntilPrinted(kStillDone));
     ExpectLiveView();
-    ASSERT_THAT(CardFiles(), SizeIs(1));
-    EXPECT_THAT(CardFiles()[0], MatchesRegex("[0-9A-F]{8}\\.jpg"));
-    const std::string still = CardFile(CardFiles()[0]);
-    EXPECT_THAT(still.substr(0, 3), "\xFF\xD8\xFF");
-    EXPECT_THAT(still.substr(still.size() - 2), "\xFF\xD9");
-    const std::size_t frame = still.find("\xFF\xC0");  // baseline frame header: length, precision, height, width
-    ASSERT_NE(frame, std::string::npos);
-    EXPECT_EQ(still.substr(frame + 5, 4), std::string("\x01\xE0\x02\x80", 4));
+    EXPECT_THAT(CardFiles(), testing::ElementsAre(MatchesRegex("[0-9A-F]{8}\\.jpg")));
+    ExpectWholeStill();
     EXPECT_THAT(
-        program->Output().substr(before.size()),
+        Since(from),
         MatchesRegex("(.|\n)*new: CAM_STATUS_REC_WAIT\n(.|\n)*new: CAM_STATUS_REC_IMAGE_WAIT\n(.|\n)*"
                      "new: CAM_STATUS_REC_IMAGE\n(.|\n)*old: CAM_STATUS_REC_IMAGE, new: CAM_STATUS_VIEW\n(.|\n)*"));
-
-    program->Advance(2s);
-    program->Press(VK_RETURN);
-    ASSERT_TRUE(program->RunUntil([&] { return CardFiles().size() == 2; }));
-    ExpectLiveView();
+    TakeStill();
+    EXPECT_THAT(CardFiles(), SizeIs(2));
 }
 
 TEST_F(Capture, EnterStartsAndStopsAVideo) {
     StartLive();
-    ChooseVideo();
-    program->Advance(3s);
+    Keys("3,,,");
     ExpectLcd("video_mode");
-    program->Press(VK_RETURN);
+    Keys("E");
     ASSERT_TRUE(RunUntilState("REC_VIDEO"));
-    EXPECT_THAT(program->Output(), HasSubstr("nand have enough space\n"));
-    program->Advance(4500ms);
-    EXPECT_EQ(State(), "REC_VIDEO");
+    EXPECT_THAT(Output(), HasSubstr("nand have enough space\n"));
+    Advance(4500ms);
     ExpectLcd("recording");
-    for (const int key : {VK_F1, VK_F3, VK_F4})
-        program->Press(key);
-    program->Advance(1s);
+    Keys("134,");
     EXPECT_EQ(State(), "REC_VIDEO");
-    program->Press(VK_RETURN);
+    Keys("E");
     EXPECT_EQ(State(), "REC_VIDEO_STOP_WAIT");
     EXPECT_GT(Drawn(kFunnelBox), 20);
     ExpectLiveView();
-    ASSERT_THAT(CardFiles(), SizeIs(1));
-    EXPECT_THAT(CardFiles()[0], MatchesRegex("202405171200[0-9]{2}\\.avi"));
-    const std::string video = CardFile(CardFiles()[0]);
-    EXPECT_EQ(video.substr(0, 4) + video.substr(8, 4), "RIFFAVI ");
-    EXPECT_EQ(Word(video, 4) + 8, video.size());
-    const std::uint32_t frames = Word(video, 48);  // of the main header
-    EXPECT_GT(frames, 60U);
-    EXPECT_GE(video.size(), frames * std::size_t{153600});
+    EXPECT_THAT(CardFiles(), testing::ElementsAre(MatchesRegex("202405171200[0-9]{2}\\.avi")));
+    const std::string video = LastFile(".avi");
+    ExpectWholeVideo(video, 61);
+    EXPECT_GE(video.size(), Word(video, 48) * std::size_t{153600});
 }
 
 TEST_F(Capture, WithoutACardTheInternalStorageIsUsed) {
-    board.InsertCard(false);
-    board.Folder().Sync();
+    InsertCard(false);
     StartLive();
-    program->Advance(3s);
+    Advance(3s);
     ExpectLcd("internal_storage");
-    program->Press(VK_RETURN);
-    EXPECT_TRUE(program->RunUntil([&] { return board.Files(board::Medium::Nand).size() == 1; }));
+    TakeStill();
+    EXPECT_THAT(board.Files(board::Medium::Nand), SizeIs(1));
+}
+
+// A card that takes three frames in a second: live view does not wait for it.
+TEST_F(Capture, ASlowCardCostsFramesOfTheVideoOnly) {
+    const auto shown_in_four_seconds = [this] {
+        const auto before = board.Get(&board::Block::video_sequence);
+        Advance(4s);
+        return board.Get(&board::Block::video_sequence) - before;
+    };
+    StartLive();
+    Keys("3");
+    const auto usual = shown_in_four_seconds();
+    RecordForAWhile();
+    SlowCard(300ms);
+    Advance(2s);  // the queue is full
+    EXPECT_GE(shown_in_four_seconds() + 1, usual);
+    EXPECT_EQ(State(), "REC_VIDEO");
+    Keys("E");
     ExpectLiveView();
+    ExpectWholeVideo(LastFile(".avi"), 20);
+    EXPECT_LT(Word(LastFile(".avi"), 48), 2U * usual) << "of more than twice as many";
+    EXPECT_FALSE(Starved());
+}
+
+TEST_F(Capture, AStillOnASlowCardIsAwaited) {
+    StartLive();
+    SlowCard(300ms);
+    TakeStill();
+    ExpectWholeStill();
+    EXPECT_FALSE(Starved());
 }
 
 TEST_F(Capture, CameraPulledInAnyStateComesBack) {
-    struct Case {
-        bool video;
+    const struct {
+        const char* keys;
         const char* state;
-    };
+    } cases[] = {{"E", "REC_WAIT"},
+                 {"E", "REC_IMAGE_WAIT"},
+                 {"E", "REC_IMAGE"},
+                 {"3E", "REC_WAIT"},
+                 {"E", "REC_VIDEO_WAIT"},
+                 {"E", "REC_VIDEO"},
+                 {"E,,E", "REC_VIDEO_STOP_WAIT"}};
     StartLive();
-    bool video = false;
-    for (const Case& c :
-         {Case{false, "REC_WAIT"}, Case{false, "REC_IMAGE_WAIT"}, Case{false, "REC_IMAGE"}, Case{true, "REC_WAIT"},
-          Case{true, "REC_VIDEO_WAIT"}, Case{true, "REC_VIDEO"}, Case{true, "REC_VIDEO_STOP_WAIT"}}) {
-        SCOPED_TRACE(std::string(c.video ? "video " : "still ") + c.state);
-        if (c.video != video) program->Press(VK_F3);
-        video = c.video;
-        const std::size_t from = program->Output().size();
-        program->Press(VK_RETURN);
-        if (std::string(c.state) == "REC_VIDEO_STOP_WAIT") {
-            ASSERT_TRUE(RunUntilState("REC_VIDEO"));
-            program->Advance(1s);
-            program->Press(VK_RETURN);
-        }
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.state);
+        const std::size_t from = Output().size();
+        Keys(c.keys);
         ASSERT_TRUE(program->RunUntilPrinted(std::string("new: CAM_STATUS_") + c.state + "\n", from));
+        if (c.state == std::string("REC_VIDEO")) Advance(2s);
         board.PlugCamera(false);
-        program->Advance(3s);
+        Advance(3s);
+        if (c.state == std::string("REC_VIDEO")) {
+            EXPECT_EQ(State(), "DETECT");
+            EXPECT_EQ(Drawn(kRecordingBox), 0);
+            ExpectWholeVideo(LastFile(".avi"), 20);
+        }
         board.PlugCamera(true);
         ExpectLiveView();
     }
 }
 
-TEST_F(Capture, CameraPulledWhileRecordingEndsTheVideo) {
-    StartLive();
-    ChooseVideo();
-    RecordForAWhile();
-    board.PlugCamera(false);
-    EXPECT_TRUE(RunUntilState("DETECT"));
-    EXPECT_EQ(Drawn(kRecordingBox), 0);
-    ASSERT_THAT(CardFiles(), SizeIs(1));
-    ExpectWholeVideo(CardFiles()[0], 20);
-}
-
 TEST_F(Capture, StillOfALostCameraIsEndedByTheWatchdog) {
     StartLive();
-    program->Press(VK_RETURN);
+    Keys("E");
     ASSERT_TRUE(RunUntilState("REC_IMAGE"));
     board.PlugCamera(false);
-    program->Advance(15s);
-    EXPECT_FALSE(board::WatchdogStarved(board.Block(), board.Clock().Monotonic()));
-    program->Advance(30s);
-    EXPECT_TRUE(board::WatchdogStarved(board.Block(), board.Clock().Monotonic()));
+    Advance(15s);
+    EXPECT_FALSE(Starved());
+    Advance(30s);
+    EXPECT_TRUE(Starved());
     board.PlugCamera(true);
     ExpectLiveView();
     EXPECT_THAT(CardFiles(), SizeIs(1));
@@ -138,23 +148,15 @@ TEST_F(Capture, StillOfALostCameraIsEndedByTheWatchdog) {
 TEST_F(Capture, OvertakenStillDoesNotFreezeLiveView) {
     board.PlugCamera(false);
     Start();
-    program->Advance(1s);
-    program->Press(VK_RETURN);  // nothing to take a still of yet
+    Keys(",E");  // nothing to take a still of yet
     board.PlugCamera(true);
     ExpectLiveView();
-
-    program->Press(VK_RETURN);
-    program->OnUiThread([] { m_pMain->EnterMenu(); });
-    program->Advance(1s);
-    program->OnUiThread([] { m_pMain->ExitMenu(); });
+    Keys("E4,");  // a menu comes before the state machine looked
+    ExpectLiveView(1);
+    Keys("E3,,,");  // video after all
+    if (State() == "REC_VIDEO") Keys("E");
     ExpectLiveView();
-
-    program->Press(VK_RETURN);
-    program->Press(VK_F3);  // video after all, before the state machine looked
-    program->Advance(3s);
-    if (State() == "REC_VIDEO") program->Press(VK_RETURN);
-    ExpectLiveView();
-    program->Press(VK_F3);
+    Keys("3");
     ExpectLiveView();
 }
 

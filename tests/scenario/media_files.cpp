@@ -1,9 +1,8 @@
 #include "tests/scenario/media_files.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 #include "media/avilib.h"
 
@@ -42,7 +41,9 @@ std::string Photo(unsigned width, unsigned height, int number, int components, b
     std::vector<unsigned char> row(std::size_t{width} * static_cast<unsigned>(components));
     for (unsigned y = 0; y < height; ++y) {
         unsigned char* pixel = row.data();
-        for (unsigned x = 0; x < width; ++x) {
+        // Many lines of a large picture are the same.
+        const bool same = y > 0 && y * 64 / height == (y - 1) * 64 / height;
+        for (unsigned x = 0; x < width && !same; ++x) {
             const int shade = Shade(x * 64 / width, y * 64 / height, 20 + number % 10 * 8);
             for (int c = 0; c < components; ++c)
                 *pixel++ = static_cast<unsigned char>(c == number % 3 ? shade : shade * 3 / 4);
@@ -88,6 +89,33 @@ void WriteClip(const std::string& path, unsigned width, unsigned height, double 
         ASSERT_EQ(AVI_write_frame(avi, frame.data(), static_cast<long>(frame.size()), 1), 0);
     }
     ASSERT_EQ(AVI_close(avi), 0);
+}
+
+void MediaTest::EmptyCard() {
+    board.Folder().Erase(board::Medium::Card);
+    std::filesystem::create_directories(board.Kernel().Path(kCardFolder));
+}
+
+void MediaTest::PutPhotos(int count) {
+    for (int i = 1; i <= count; ++i)
+        board.Write(kCardFolder + ("5F3A1" + std::to_string(100 + i)) + ".jpg", Photo(640, 480, i));
+}
+
+void MediaTest::OpenBrowser(const char* key) {
+    const std::size_t from = Output().size();
+    Keys(key);
+    ASSERT_TRUE(program->RunUntilPrinted("FILE_EXP_REFRESH_LISTBOX to FILE_EXP_IDLE\n", from));
+    Advance(100ms);  // the busy picture goes, and the page is drawn
+}
+
+int MediaTest::Unlike(const Box& box, std::uint32_t colour) {
+    const board::LcdPicture lcd = board.Lcd();
+    int count = 0;
+    for (int y = box.top; y < box.bottom; ++y) {
+        for (int x = box.left; x < box.right; ++x)
+            count += (lcd[static_cast<std::size_t>(y * board::kScreenWidth + x)] & 0xFFFFFF) != colour ? 1 : 0;
+    }
+    return count;
 }
 
 }  // namespace scenario

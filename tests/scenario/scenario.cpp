@@ -8,8 +8,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <map>
 
+#include "board/picture_codec.h"
+#include "mwin/gdi_object.h"
+#include "mwin/timer.h"
+#include "mwin/window.h"
 #include "settings/varno_sv_setting.h"
+#include "video/v4l2_mxs_pxp_ctrl.h"
 
 namespace scenario {
 
@@ -23,38 +29,38 @@ constexpr int kHeight = board::kScreenHeight;
 constexpr int kTolerance = 24;
 constexpr int kMostDifferent = 60;
 
-png_image Describe() {
+bool ReadPng(const std::string& path, board::LcdPicture& picture) {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
-    image.width = kWidth;
-    image.height = kHeight;
-    image.format = PNG_FORMAT_BGRA;  // 0xAARRGGBB words of a little-endian PC
-    return image;
-}
-
-bool ReadPng(const std::string& path, board::LcdPicture& picture) {
-    png_image image = Describe();
     if (png_image_begin_read_from_file(&image, path.c_str()) == 0) return false;
-    image.format = PNG_FORMAT_BGRA;
-    if (image.width != kWidth || image.height != kHeight) {
-        png_image_free(&image);
-        return false;
-    }
-    picture.resize(kWidth * kHeight);
-    return png_image_finish_read(&image, nullptr, picture.data(), 0, nullptr) != 0;
+    image.format = PNG_FORMAT_BGRA;  // 0xAARRGGBB words of a little-endian PC
+    picture.resize(std::size_t{image.width} * image.height);
+    return png_image_finish_read(&image, nullptr, picture.data(), 0, nullptr) != 0 && image.width == kWidth &&
+           image.height == kHeight;
 }
 
 bool WritePng(const std::string& path, const board::LcdPicture& picture) {
-    png_image image = Describe();
-    return png_image_write_to_file(&image, path.c_str(), 0, picture.data(), 0, nullptr) != 0;
+    std::ofstream file(path, std::ios::binary);
+    file << board::EncodePng(picture.data(), kWidth, kHeight);
+    return file.good();
 }
 
 bool Differs(std::uint32_t a, std::uint32_t b) {
-    for (unsigned shift = 0; shift < 24; shift += 8) {
-        if (std::abs(static_cast<int>(a >> shift & 255U) - static_cast<int>(b >> shift & 255U)) > kTolerance)
-            return true;
-    }
-    return false;
+    const auto differs = [=](unsigned shift) {
+        return std::abs(static_cast<int>(a >> shift & 255U) - static_cast<int>(b >> shift & 255U)) > kTolerance;
+    };
+    return differs(0) || differs(8) || differs(16);
+}
+
+std::size_t Entries(const char* folder) {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
+// What the program holds of the window system and of the system.
+std::string Held() {
+    return "pens and fonts " + std::to_string(mwin::LivePensAndFonts()) + ", windows " +
+           std::to_string(mwin::LiveWindows()) + ", timers " + std::to_string(mwin::LiveTimers()) + ", descriptors " +
+           std::to_string(Entries("/proc/self/fd")) + ", threads " + std::to_string(Entries("/proc/self/task"));
 }
 
 }  // namespace
@@ -66,7 +72,30 @@ std::uint32_t Word(const std::string& bytes, std::size_t at) {
     return value;
 }
 
-ScenarioTest::ScenarioTest() : source_directory(std::filesystem::current_path()) {
+void ExpectWholeVideo(const std::string& content, unsigned frames) {
+    ASSERT_GT(content.size(), 100U);
+    EXPECT_EQ(content.substr(0, 4) + content.substr(8, 4), "RIFFAVI ");
+    EXPECT_EQ(Word(content, 4) + 8, content.size());
+    EXPECT_GE(Word(content, 48), frames);  // of the main header
+}
+
+int Count(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
+        ++count;
+    return count;
+}
+
+int KeyOf(char c) {
+    const std::map<char, int> keys = {{'1', VK_F1}, {'2', VK_F2},   {'3', VK_F3},   {'4', VK_F4},   {'E', VK_RETURN},
+                                      {'^', VK_UP}, {'v', VK_DOWN}, {'<', VK_LEFT}, {'>', VK_RIGHT}};
+    return keys.at(c);
+}
+
+ScenarioTest::ScenarioTest()
+    : source_directory(std::filesystem::current_path()),
+      threads_before_(Entries("/proc/self/task")),
+      fonts_before_(mwin::LivePensAndFonts()) {
     setenv("TZ", "UTC", 1);
     tzset();
     std::string source = "file:" + source_directory + "/tests/scenario/reference/camera.png";
@@ -75,25 +104,59 @@ ScenarioTest::ScenarioTest() : source_directory(std::filesystem::current_path())
     CVarnoSVSetting::GetInstance().InitFSLOTG();
 }
 
-ScenarioTest::~ScenarioTest() = default;
+void ScenarioTest::Finish() {
+    if (!program) return;
+    EXPECT_FALSE(board.Clock().BusyWaits());
+    if (program->Running() && State() == "VIEW" && !held_in_live_view_.empty()) {
+        // The bars go by themselves.
+        const auto as_before = [this] { return Held() == held_in_live_view_; };
+        EXPECT_TRUE(program->RunUntil(as_before, 6s)) << Held() << ", before " << held_in_live_view_;
+    }
+    program->End();
+    program.reset();
+    EXPECT_LE(board.Kernel().OpenCount(), 2) << "the watchdog and the OTG device, until the process ends";
+    EXPECT_EQ(mwin::LivePensAndFonts(), fonts_before_);
+    // A thread that was joined is listed for a moment still.
+    for (int i = 0; i < 1000 && Entries("/proc/self/task") > threads_before_; ++i)
+        std::this_thread::sleep_for(1ms);
+    EXPECT_LE(Entries("/proc/self/task"), threads_before_);
+}
 
 void ScenarioTest::StartLive() {
     Start();
-    ASSERT_TRUE(program->RunUntilLive()) << program->Output();
+    ASSERT_TRUE(program->RunUntilLive()) << Output();
     ASSERT_TRUE(RunUntilState("VIEW"));
+    // The overlay outlives the programs of the tests before, and stays turned.
+    auto& overlay = CV4L2_MXSPXPCTRL::GetInstance();
+    while (overlay.GetRotate() != PXP_ROTATE_Orig)
+        ASSERT_TRUE(overlay.RotateCW());
+    held_in_live_view_ = Held();
 }
 
-int ScenarioTest::End() {
-    return program->End();
+void ScenarioTest::Keys(const std::string& keys) {
+    for (const char c : keys) {
+        if (c == '.' || c == ',') {
+            Advance(c == '.' ? 100ms : 1s);
+        } else {
+            program->Press(KeyOf(c));
+        }
+    }
+}
+
+void ScenarioTest::Walk(std::initializer_list<Step> steps) {
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.keys);
+        Keys(step.keys);
+        if (*step.reference != '\0') ExpectLcd(step.reference);
+    }
 }
 
 std::string ScenarioTest::State() {
-    const std::string output = program->Output();
     const std::string mark = ", new: CAM_STATUS_";
-    const std::size_t last = output.rfind(mark);
+    const std::size_t last = Output().rfind(mark);
     if (last == std::string::npos) return "DETECT";
     const std::size_t begin = last + mark.size();
-    return output.substr(begin, output.find('\n', begin) - begin);
+    return Output().substr(begin, Output().find('\n', begin) - begin);
 }
 
 bool ScenarioTest::RunUntilState(const std::string& state) {
@@ -110,7 +173,8 @@ std::string ScenarioTest::VideoSize() {
     return std::to_string(camera.width) + "x" + std::to_string(camera.height);
 }
 
-void ScenarioTest::ExpectLiveView() {
+void ScenarioTest::ExpectLiveView(int leaves) {
+    Keys(std::string(static_cast<std::size_t>(leaves), '1'));
     EXPECT_TRUE(RunUntilState("VIEW"));
     EXPECT_TRUE(program->RunUntilLive());
     EXPECT_TRUE(VideoRuns());
@@ -119,22 +183,73 @@ void ScenarioTest::ExpectLiveView() {
     EXPECT_EQ(Drawn(kRecordingBox), 0);
 }
 
-void ScenarioTest::RecordForAWhile() {
-    program->Press(VK_RETURN);
-    ASSERT_TRUE(RunUntilState("REC_VIDEO"));
-    program->Advance(2s);
+void ScenarioTest::LeaveNoSpace() {
+    ASSERT_TRUE(program->RunUntil([this] { return WarningShows(); }, 5s));
+    Keys("E<4,.");
+    EXPECT_TRUE(WarningShows());
+    const std::size_t from = Output().size();
+    Keys("1,<<^^E1,.......");  // the others are of no use to anybody: the warning still shows
+    EXPECT_TRUE(WarningShows());
+    EXPECT_TRUE(program->RunUntilPrinted("WM_DESTROY\nCVarnoUIDlgWarning::DestoryDialog\n", from));
 }
 
-void ScenarioTest::ExpectWholeVideo(const std::string& name, unsigned frames) {
-    const std::string video = CardFile(name);
-    ASSERT_GT(video.size(), 100U) << name;
-    EXPECT_EQ(Word(video, 4) + 8, video.size()) << name;
-    EXPECT_GE(Word(video, 48), frames) << name;  // of the main header
+std::string ScenarioTest::Unit(int number) {
+    const std::string unit = "/sys/devices/platform/fsl-usb2-udc/gadget/gadget-lun" + std::to_string(number) + "/file";
+    const std::string line = board.Read(unit);
+    return line.substr(0, line.find('\n'));
+}
+
+void ScenarioTest::ConnectPc() {
+    Set(&board::Block::usb_host, true);
+    ASSERT_TRUE(program->RunUntil([this] { return Unit(0) == "/dev/loop0" && WarningShows(); }, 5s));
+}
+
+void ScenarioTest::DisconnectPc() {
+    Set(&board::Block::usb_host, false);
+    ExpectLiveView();
+    EXPECT_EQ(Unit(0) + Unit(1), "");
+    EXPECT_EQ(Violations(), 0U);
+}
+
+void ScenarioTest::RecordForAWhile() {
+    Keys("E");
+    ASSERT_TRUE(RunUntilState("REC_VIDEO"));
+    Advance(2s);
+}
+
+void ScenarioTest::TakeStill() {
+    const std::size_t from = Output().size();
+    Keys("E");
+    ASSERT_TRUE(program->RunUntilPrinted(kStillDone, from));
+    ExpectLiveView();
+}
+
+void ScenarioTest::Set(bool board::Block::*input, bool value) {
+    board.Set(input, value);
+    board.Folder().Sync();
+}
+
+void ScenarioTest::InsertCard(bool inserted) {
+    board.InsertCard(inserted);
+    board.Folder().Sync();
 }
 
 void ScenarioTest::SetCardSpace(int kib) {
     board.Folder().SetFreeKib(board::Medium::Card, kib);
     board.Folder().Sync();
+}
+
+void ScenarioTest::SlowCard(std::chrono::milliseconds write) {
+    const board::BlockLock lock(board.Block());
+    board.Block().card.write_ms = static_cast<std::uint32_t>(write.count());
+}
+
+std::string ScenarioTest::LastFile(const std::string& extension) {
+    std::string last;
+    for (const std::string& name : CardFiles()) {
+        if (name.find(extension) != std::string::npos) last = name;
+    }
+    return board.Read(kCardFolder + last);
 }
 
 int ScenarioTest::Drawn(const Box& box) {
@@ -167,12 +282,10 @@ void ScenarioTest::ExpectLcd(const std::string& name) {
     ADD_FAILURE() << different << " pixels differ from " << path << "; the LCD is in " << actual;
 }
 
-int ScenarioTest::Printed(const std::string& text) {
-    const std::string output = program->Output();
-    int count = 0;
-    for (std::size_t at = 0; (at = output.find(text, at)) != std::string::npos; at += text.size())
-        ++count;
-    return count;
+void ScenarioTest::ExpectLcdAtTwelve(const std::string& name) {
+    EXPECT_TRUE(program->RunUntil([this] { return board.Clock().WallClock().tv_sec % 60 == 12; }));
+    Advance(300ms);
+    ExpectLcd(name);
 }
 
 }  // namespace scenario

@@ -1,4 +1,5 @@
 // The program as a process of its own, in real time, which ends by a signal or from inside a dialog.
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -7,13 +8,11 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "board/block_keys.h"
-#include "board/block_screen.h"
 #include "board/font_substitute.h"
 #include "board/real_clock.h"
 #include "mwin/linux_clock.h"
-#include "sys/kernel.h"
-#include "tests/scenario/scenario.h"
+#include "settings/varno_sv_setting.h"
+#include "tests/scenario/media_files.h"
 
 using testing::HasSubstr;
 
@@ -45,10 +44,13 @@ class Process {
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    // Reads the program's output until the text came; false when the output ended before.
+    // Reads the program's output until the text came; false when the output ended before. Ends a program that
+    // prints nothing for long.
     bool ReadUntil(const std::string& wanted) {
         char part[4096];
         while (text.find(wanted) == std::string::npos) {
+            pollfd ready{output_, POLLIN, 0};
+            if (poll(&ready, 1, kPatienceMs) != 1) Signal(SIGKILL);
             const ssize_t length = read(output_, part, sizeof part);
             if (length <= 0) return false;
             text.append(part, static_cast<std::size_t>(length));
@@ -73,6 +75,8 @@ class Process {
     std::string text;
 
   private:
+    static constexpr int kPatienceMs = 20000;
+
     [[noreturn]] void Run() {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         sigset_t signals;
@@ -83,6 +87,7 @@ class Process {
         setvbuf(stdout, nullptr, _IOLBF, 0);
         auto& clock = *new board::RealClock;
         Varno::InstallKernel(*new board::VirtualKernel(board_.Block(), board_.Folder(), clock));
+        CVarnoSVSetting::GetInstance().InitFSLOTG();
         const int wake = keys_;
         mwin::Install(*new board::BlockScreen(board_.Block()), *new board::BlockKeys(board_.Block(), wake),
                       *new mwin::LinuxClock([wake] { return std::vector<int>{wake}; }));
@@ -96,81 +101,89 @@ class Process {
     int output_ = -1;
 };
 
-using Signals = ScenarioTest;
+using Signals = MediaTest;
 
-TEST_F(Signals, EndLiveViewCleanly) {
-    for (const int signal : {SIGTERM, SIGINT}) {
+TEST_F(Signals, EndTheProgramWhateverItDoes) {
+    const std::string stopped = "new: CAM_STATUS_STOP\n";
+    const std::string recording = "new: CAM_STATUS_REC_VIDEO\n";
+    const std::string still_wait = "old: CAM_STATUS_REC_IMAGE, new: CAM_STATUS_VIEW\n";
+    const struct {
+        const char* state;
+        // Keys, or '-' for a camera that is pulled, '$' for a full card, 'P' for a PC; and what is printed after them.
+        std::vector<std::pair<const char*, std::string>> steps;
+    } cases[] = {
+        {"live view", {}},
+        {"setup", {{"1", stopped}}},
+        {"format warning", {{"1", stopped}, {"vvEE", "Start Formating media\n"}}},
+        {"help", {{"1", stopped}, {"^E", "Help Menu\n"}}},
+        {"busy browser", {{"4", stopped}, {"E", "FILE_EXP_WAIT_ALL_FILE\n"}}},
+        {"browser", {{"4", stopped}, {"E", "to FILE_EXP_IDLE\n"}}},
+        {"photo", {{"4", stopped}, {"EE", "Open JPG"}}},
+        {"playing clip", {{"4", stopped}, {">EEE", "Start playing"}}},
+        {"still asked for", {{"E", "new: CAM_STATUS_REC_WAIT\n"}}},
+        {"still", {{"E", still_wait}}},
+        {"still of a lost camera", {{"E", "new: CAM_STATUS_REC_IMAGE\n"}, {"-", still_wait}}},
+        {"recording", {{"3E", recording}}},
+        {"recording that ends", {{"3E", recording}, {"E", "REC_VIDEO_STOP_WAIT\n"}}},
+        {"full card", {{"3E", recording}, {"$", stopped}}},
+        {"storage lent to a PC", {{"P", stopped}}},
+    };
+    PutPhotos(2);
+    PutClip("0.avi");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.state);
+        board.PlugCamera(true);
+        SetCardSpace(100000);
+        const std::size_t files = CardFiles().size();
         Process process(board);
         ASSERT_TRUE(process.ReadUntil("new: CAM_STATUS_VIEW\n")) << process.text;
-        // The second one comes while the first is being served.
-        process.Signal(signal);
-        process.Signal(SIGTERM);
-        EXPECT_EQ(process.Wait(), 0) << process.text;
-        const std::string farewell = "Exit varnosv program!!!!!\n";
-        const std::size_t at = process.text.find(farewell);
-        ASSERT_NE(at, std::string::npos) << process.text;
-        EXPECT_EQ(process.text.find(farewell, at + 1), std::string::npos);
-        EXPECT_THAT(process.text.substr(at), HasSubstr("CVarnoSVMain::~CVarnoSVMain\n"));
-        EXPECT_THAT(process.text.substr(at), HasSubstr("Deinitializing Watchdog\n"));
+        for (const auto& [actions, printed] : c.steps) {
+            for (const char* action = actions; *action != '\0'; ++action) {
+                if (*action == '-') {
+                    board.PlugCamera(false);
+                } else if (*action == '$') {
+                    SetCardSpace(0);
+                } else if (*action == 'P') {
+                    Set(&board::Block::usb_host, true);
+                } else {
+                    process.Press(KeyOf(*action));
+                }
+            }
+            ASSERT_TRUE(process.ReadUntil(printed)) << process.text;
+        }
+        process.Signal(files % 2 == 0 ? SIGTERM : SIGINT);
+        process.Signal(SIGTERM);  // while the first is being served
+        ASSERT_EQ(process.Wait(), 0) << process.text;
+        EXPECT_EQ(Count(process.text, "Exit varnosv program!!!!!\n"), 1);
+        const std::string last = process.text.substr(process.text.find("Exit varnosv"));
+        EXPECT_THAT(last, HasSubstr("CVarnoSVMain::~CVarnoSVMain\n"));
+        EXPECT_THAT(last, HasSubstr("Deinitializing Watchdog\n"));
         EXPECT_FALSE(board.Get(&board::Block::watchdog).armed);
         EXPECT_FALSE(board.Get(&board::Block::camera).streaming);
+        EXPECT_EQ(board.Get(&board::Block::unsynced_bytes), 0);
+        if (c.state == std::string("recording")) {
+            EXPECT_THAT(CardFiles(), testing::SizeIs(files + 1));
+            ExpectWholeVideo(board.Read(kCardFolder + CardFiles()[1]), 0);
+        }
     }
 }
 
-TEST_F(Signals, FinishTheVideo) {
-    Process process(board);
-    ASSERT_TRUE(process.ReadUntil("new: CAM_STATUS_VIEW\n")) << process.text;
-    process.Press(VK_F3);
-    process.Press(VK_RETURN);
-    ASSERT_TRUE(process.ReadUntil("new: CAM_STATUS_REC_VIDEO\n")) << process.text;
-    process.Signal(SIGTERM);
-    EXPECT_EQ(process.Wait(), 0) << process.text;
-    ASSERT_EQ(CardFiles().size(), 1U);
-    const std::string video = board.Read("/media/sd-mmcblk0p1/DCIM/" + CardFiles()[0]);
-    EXPECT_EQ(video.substr(0, 4), "RIFF");
-    std::uint32_t size = 0;
-    for (unsigned i = 0; i < 4; ++i)
-        size |= static_cast<std::uint32_t>(static_cast<unsigned char>(video.at(4 + i))) << 8 * i;
-    EXPECT_EQ(size + 8, video.size());
-}
-
-using TvOutput = ScenarioTest;
-
-TEST_F(TvOutput, EndsTheProgramAndIsTakenUpAtTheNextStart) {
-    const struct {
-        int row;
-        const char* panel;
-    } cases[] = {{0, "lcd_panel=tvenc_ntsc\n"}, {1, "lcd_panel=tvenc_pal\n"}};
-    board.Set(&board::Block::tv_cable, true);
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.panel);
+TEST_F(Signals, TvOutputEndsTheProgram) {
+    Set(&board::Block::tv_cable, true);
+    for (const auto& [keys, panel] :
+         {std::pair("^EEE", "lcd_panel=tvenc_ntsc\n"), std::pair("^EvEE", "lcd_panel=tvenc_pal\n")}) {
+        SCOPED_TRACE(panel);
         board.Write("/etc/lcdparams", "lcd_panel=ili9341\n");
         board.Folder().Sync();
-        {
-            Process process(board);
-            ASSERT_TRUE(process.ReadUntil("new: CAM_STATUS_VIEW\n")) << process.text;
-            for (const int key : {VK_F1, VK_RETURN, VK_UP, VK_RETURN})
-                process.Press(key);
-            if (c.row > 0) process.Press(VK_DOWN);
-            process.Press(VK_RETURN);
-            process.Press(VK_RETURN);
-            EXPECT_EQ(process.Wait(), 0) << process.text;
-            const std::size_t at = process.text.find("TV out\n");
-            ASSERT_NE(at, std::string::npos) << process.text;
-            EXPECT_THAT(process.text.substr(at),
-                        testing::MatchesRegex("(.|\n)*TV out Line: (.|\n)*Exit varnosv program!!!!!\n"
-                                              "(.|\n)*CVarnoSVMain::~CVarnoSVMain\n(.|\n)*"));
-        }
-        EXPECT_EQ(board.Read("/etc/lcdparams"), c.panel);
+        Process process(board);
+        ASSERT_TRUE(process.ReadUntil("new: CAM_STATUS_VIEW\n")) << process.text;
+        for (const char key : std::string("1E") + keys)
+            process.Press(KeyOf(key));
+        EXPECT_EQ(process.Wait(), 0) << process.text;
+        EXPECT_THAT(process.text, testing::MatchesRegex("(.|\n)*TV out\n(.|\n)*TV out Line: (.|\n)*Exit varnosv "
+                                                        "program!!!!!\n(.|\n)*CVarnoSVMain::~CVarnoSVMain\n(.|\n)*"));
+        EXPECT_EQ(board.Read("/etc/lcdparams"), panel);
         EXPECT_FALSE(board.Get(&board::Block::watchdog).armed);
-
-        Process again(board);
-        ASSERT_TRUE(again.ReadUntil("new: CAM_STATUS_VIEW\n")) << again.text;
-        EXPECT_EQ(Drawn({0, 0, 320, 239}), 0) << "the picture alone";
-        again.Press(VK_F1);
-        again.Signal(SIGTERM);
-        EXPECT_EQ(again.Wait(), 0);
-        EXPECT_EQ(again.text.find("new: CAM_STATUS_STOP"), std::string::npos);
     }
 }
 

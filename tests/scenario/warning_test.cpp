@@ -1,336 +1,235 @@
 // What comes in between: a full medium, an empty battery, the power switch, a PC on the USB port.
 #include <algorithm>
 
-#include "tests/scenario/scenario.h"
+#include "tests/scenario/media_files.h"
 
+using testing::Contains;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 
 namespace scenario {
 namespace {
 
-const std::string kGadget = "/sys/devices/platform/fsl-usb2-udc/gadget/";
-
-class Warnings : public ScenarioTest {
+class Warnings : public MediaTest {
   protected:
-    // Runs until the text is printed from now on.
-    bool RunUntilNext(const std::string& text) { return program->RunUntilPrinted(text, program->Output().size()); }
-    // The band below the text of a warning is on the LCD.
-    bool WarningShows() { return (board.Lcd()[152 * 320 + 3] & 0xFFFFFFU) == 0x14181CU && State() == "STOP"; }
-    // Waits for the no-space warning and leaves it as a user does.
-    void LeaveNoSpace() {
-        ASSERT_TRUE(program->RunUntil([this] { return WarningShows(); }, 5s));
-        for (const int key : {VK_RETURN, VK_LEFT, VK_F4})
-            program->Press(key);
-        program->Advance(1100ms);
-        EXPECT_TRUE(WarningShows());
-        const std::size_t from = program->Output().size();
-        program->Press(VK_F1);
-        program->Advance(1s);
-        program->Press(VK_F1);  // of no use to anybody: the warning still shows
-        program->Advance(1900ms);
-        EXPECT_TRUE(WarningShows());
-        EXPECT_TRUE(program->RunUntilPrinted("WM_DESTROY\nCVarnoUIDlgWarning::DestoryDialog\n", from));
-    }
-    void Set(bool board::Block::*input, bool value) {
-        board.Set(input, value);
-        board.Folder().Sync();
-    }
-    void SetBattery(int millivolts, bool charger) {
-        board.Set(&board::Block::battery_millivolts, millivolts);
-        Set(&board::Block::charger, charger);
-    }
-    std::vector<std::string> Videos() {
-        std::vector<std::string> names = CardFiles();
-        names.erase(std::remove_if(names.begin(), names.end(),
-                                   [](const std::string& name) { return name.find(".avi") == std::string::npos; }),
-                    names.end());
-        return names;
-    }
-    // The device behind a unit that a PC sees.
-    std::string Unit(int number) {
-        const std::string line = board.Read(kGadget + "gadget-lun" + std::to_string(number) + "/file");
-        return line.substr(0, line.find('\n'));
-    }
+    std::int64_t Unsynced() { return board.Get(&board::Block::unsynced_bytes); }
 };
 
 TEST_F(Warnings, LimitOfTheSpaceIs2048KiB) {
     SetCardSpace(2047);
     Start();
-    // Once by itself since the start.
-    LeaveNoSpace();
+    LeaveNoSpace();  // once by itself since the start
     EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), 1);
     ExpectLiveView();
-    program->Advance(3s);
+    Advance(3s);
     ExpectLcd("no_space");
-
-    for (const int kib : {2047, 2048, 2049}) {
-        SCOPED_TRACE(kib);
-        SetCardSpace(kib);
-        const std::size_t files = CardFiles().size();
-        const std::size_t from = program->Output().size();
-        program->Press(VK_RETURN);
-        if (kib == 2047) LeaveNoSpace();
-        ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n", from));
-        ExpectLiveView();
-        EXPECT_THAT(CardFiles(), SizeIs(files + (kib == 2047 ? 0 : 1)));
-    }
-    EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), 2);
-    EXPECT_EQ(Printed("Saving to jpeg file"), 2);
-
-    ChooseVideo();
-    for (const int kib : {2047, 2048, 2049}) {
-        SCOPED_TRACE(kib);
-        SetCardSpace(kib);
-        const std::size_t files = CardFiles().size();
-        program->Press(VK_RETURN);
-        if (kib == 2047) {
-            ASSERT_TRUE(RunUntilNext("nand have not enough space\n"));
-        } else {
-            ASSERT_TRUE(RunUntilNext("nand have enough space\n"));
-            ASSERT_TRUE(RunUntilState("REC_VIDEO"));
+    for (const bool video : {false, true}) {
+        if (video) Keys("3");
+        for (const int kib : {2047, 2048, 2049}) {
+            SCOPED_TRACE(kib);
+            SetCardSpace(kib);
+            const std::size_t files = CardFiles().size();
+            const std::size_t from = Output().size();
+            Keys("E");
+            // The first frames of a recording fill the medium.
+            if (video || kib == 2047) LeaveNoSpace();
+            ASSERT_TRUE(program->RunUntilPrinted(!video        ? kStillDone
+                                                 : kib == 2047 ? "nand have not enough space\n"
+                                                               : "nand have enough space\n",
+                                                 from));
+            ExpectLiveView();
+            EXPECT_THAT(CardFiles(), SizeIs(files + (kib == 2047 ? 0 : 1)));
+            if (video && kib > 2047) ExpectWholeVideo(LastFile(".avi"), 1);
         }
-        // The first frames of a recording fill the medium.
-        LeaveNoSpace();
-        ExpectLiveView();
-        ASSERT_THAT(CardFiles(), SizeIs(files + (kib == 2047 ? 0 : 1)));
-        if (kib > 2047) ExpectWholeVideo(Videos().back(), 1);
+        EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), video ? 4 : 2);
     }
-    EXPECT_THAT(board.Commands(), testing::Contains("echo 1 > /proc/sys/vm/drop_caches"));
+    EXPECT_EQ(Printed("Saving to jpeg file"), 2);
+    EXPECT_THAT(board.Commands(), Contains("echo 1 > /proc/sys/vm/drop_caches"));
 
     SetCardSpace(100000);
     RecordForAWhile();
     SetCardSpace(2047);
     LeaveNoSpace();
     ExpectLiveView();
-    ExpectWholeVideo(Videos().back(), 40);
+    ExpectWholeVideo(LastFile(".avi"), 40);
 }
 
 TEST_F(Warnings, WithoutAMediumNothingIsRecorded) {
-    board.InsertCard(false);
     board::InsertMedium(board.Block(), &board::Block::nand, false);
-    board.Folder().Sync();
+    InsertCard(false);
     Start();
-    LeaveNoSpace();
-    ExpectLiveView();
-    program->Press(VK_RETURN);
-    LeaveNoSpace();
-    ExpectLiveView();
-    ChooseVideo();
-    program->Press(VK_RETURN);
-    LeaveNoSpace();
+    for (const char* keys : {"", "E", "3E"}) {
+        Keys(keys);
+        LeaveNoSpace();
+        ExpectLiveView();
+    }
     EXPECT_EQ(Printed("nand have not enough space\n"), 1);
-    ExpectLiveView();
 }
 
 TEST_F(Warnings, PowerSwitchSavesAndSwitchesOff) {
     StartLive();
-    ChooseVideo();
+    Keys("3");
     RecordForAWhile();
     Set(&board::Block::power_off_requested, true);
     ASSERT_TRUE(RunUntilState("STOP"));
-    program->Press(VK_F1);
-    program->Advance(900ms);
+    Keys("1.........");
     ExpectLcd("bye");
     EXPECT_FALSE(board.Get(&board::Block::powered_off));
-    program->Advance(3200ms);
-    EXPECT_TRUE(board.Get(&board::Block::powered_off));
+    ASSERT_TRUE(program->RunUntil([this] { return board.Get(&board::Block::powered_off); }, 3200ms));
+    EXPECT_EQ(Unsynced(), 0);
     EXPECT_EQ(Printed("SetPowerOffStatus\n"), 1);
-    ASSERT_THAT(CardFiles(), SizeIs(1));
-    ExpectWholeVideo(Videos()[0], 40);
+    EXPECT_THAT(CardFiles(), SizeIs(1));
+    ExpectWholeVideo(LastFile(".avi"), 40);
     // Only a test's board stays on: the request is not taken twice.
     Set(&board::Block::power_off_requested, true);
     ExpectLiveView();
-    program->Advance(5s);
+    Advance(5s);
     EXPECT_EQ(Printed("SetPowerOffStatus\n"), 1);
 }
 
 TEST_F(Warnings, EmptyBatterySavesAndSwitchesOff) {
     StartLive();
-    ChooseVideo();
-    SetBattery(1278, true);
-    program->Advance(17s);  // the charge is averaged over eight readings
+    Keys("3");
+    board.Set(&board::Block::battery_millivolts, 1278);
+    Set(&board::Block::charger, true);
+    Advance(17s);  // the charge is averaged over eight readings
     RecordForAWhile();
     EXPECT_FALSE(board.Get(&board::Block::powered_off));
-    SetBattery(1278, false);
-    ASSERT_TRUE(RunUntilNext("Voltage is too low!power off\nSetPowerOffStatus\n"));
-    board.Folder().Sync();
-    EXPECT_TRUE(board.Get(&board::Block::powered_off));
-    ASSERT_THAT(CardFiles(), SizeIs(1));
-    ExpectWholeVideo(Videos()[0], 40);
+    Set(&board::Block::charger, false);
+    ASSERT_TRUE(program->RunUntil([this] { return board.Get(&board::Block::powered_off); }));
+    EXPECT_EQ(Unsynced(), 0);
+    EXPECT_THAT(Output(), HasSubstr("Voltage is too low!power off\nSetPowerOffStatus\n"));
+    EXPECT_THAT(CardFiles(), SizeIs(1));
+    ExpectWholeVideo(LastFile(".avi"), 40);
 }
 
 // A warning leaves what is below as it was; a PC closes it, and a question is then answered with no.
-TEST_F(Warnings, QuestionBelow) {
-    StartLive();
-    program->Press(VK_RETURN);
-    ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n"));
-    ExpectLiveView();
-    for (const int key : {VK_F1, VK_DOWN, VK_DOWN, VK_RETURN}) {
-        program->Press(key);
-        program->Advance(1s);
-    }
-    const board::LcdPicture question = board.Lcd();
-    // A card that is found meanwhile shows its symbol later.
-    for (const bool inserted : {false, true}) {
-        board.InsertCard(inserted);
-        board.Folder().Sync();
-        program->Advance(3s);
-    }
-    EXPECT_EQ(Printed("Found sd card on /media/sd-mmcblk0p1\n"), 2);
-    EXPECT_EQ(board.Lcd(), question);
-    SetCardSpace(1000);
-    LeaveNoSpace();
-    program->Advance(1s);
-    EXPECT_EQ(State(), "STOP");
-    EXPECT_EQ(board.Lcd(), question);
-    program->Press(VK_RIGHT);
-    EXPECT_NE(board.Lcd(), question) << "the question has the keys again";
-    program->Press(VK_LEFT);
+TEST_F(Warnings, WhateverIsBelow) {
+    const struct {
+        const char* below;
+        const char* keys;
+        const char* change;  // a key that changes what is seen
+    } cases[] = {{"setup", "1,", "v"},
+                 {"date and time", "1,EE", "^"},
+                 {"language", "1,EvE", "v"},
+                 {"TV question", "1,E^EE", ">"},
+                 {"colour", "1,vE", ">"},
+                 {"format question", "1,vvE", ">"},
+                 {"format warning", "1,vvEE", ">"},
+                 {"help", "1,^E", "E"},
+                 {"navigation", "4,", ">"},
+                 {"photos", "4,E,", "<"},
+                 {"deletion", "4,E,2", ">"},
+                 {"photo", "4,E,E,", "v"},
+                 {"clip", "4,>E,E,", "E,"},
+                 {"playing clip", "4,>E,EE,", "E,"}};
+    PutPhotos(2);
+    PutClip("a.avi");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.below);
+        SetCardSpace(100000);
+        StartLive();
+        Keys(c.keys);
+        const board::LcdPicture before = board.Lcd();
+        const bool plays = c.below == std::string("playing clip");
+        if (*c.keys == '1') {
+            // A card that is found meanwhile shows its symbol later.
+            const std::size_t from = Output().size();
+            for (const bool inserted : {false, true}) {
+                InsertCard(inserted);
+                Advance(3s);
+            }
+            EXPECT_THAT(Since(from), HasSubstr("Found sd card on /media/sd-mmcblk0p1\n"));
+            EXPECT_EQ(board.Lcd(), before);
+        }
+        SetCardSpace(1000);
+        LeaveNoSpace();
+        Advance(1s);
+        EXPECT_EQ(State(), "STOP");
+        EXPECT_EQ(board.Lcd() == before, !plays) << "a clip that played stands still";
+        EXPECT_EQ(Pxp().output, 1U);
+        const board::LcdPicture after = board.Lcd();
+        Keys(c.change);
+        EXPECT_NE(board.Lcd(), after) << "it has the keys again";
+        EXPECT_EQ(Pxp().output, c.change == std::string("E,") ? 0U : 1U) << "the clip goes on";
 
-    Set(&board::Block::usb_host, true);
-    ASSERT_TRUE(program->RunUntil([this] { return Unit(0) == "/dev/loop0" && WarningShows(); }, 5s));
-    program->Advance(2s);
-    Set(&board::Block::usb_host, false);
-    ExpectLiveView();
-    EXPECT_EQ(board.Get(&board::Block::lamp), 70);
-    EXPECT_EQ(board.Get(&board::Block::violations), 0U);
-    EXPECT_THAT(CardFiles(), SizeIs(1));
-    EXPECT_GT(Drawn(kCardBox), 0);
-}
-
-// The space is warned of once during a recording, not after a PC has ended it.
-TEST_F(Warnings, ARecordingThatAPcEndedIsOver) {
-    StartLive();
-    ChooseVideo();
-    RecordForAWhile();
-    Set(&board::Block::usb_host, true);
-    ASSERT_TRUE(program->RunUntil([this] { return WarningShows(); }, 5s));
-    SetCardSpace(100);
-    Set(&board::Block::usb_host, false);
-    ASSERT_TRUE(program->RunUntil([this] { return State() == "VIEW"; }, 6s));
-    program->Advance(3s);
-    EXPECT_EQ(State(), "VIEW");
-    EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), 0);
+        ConnectPc();
+        Advance(2s);
+        DisconnectPc();
+        EXPECT_EQ(Lamp(), 70);
+        EXPECT_GT(Drawn(kCardBox), 0);
+        EXPECT_THAT(CardFiles(), SizeIs(3));
+        EXPECT_THAT(board.Commands(), Not(Contains(HasSubstr("mkdosfs"))));
+        EXPECT_THAT(board.Commands(), Not(Contains(HasSubstr("lcdparams"))));
+        EXPECT_EQ(Printed("StopStateMachine\n"), 0) << "no date was set";
+        Finish();
+    }
 }
 
 TEST_F(Warnings, PcGetsTheStorageAndGivesItBack) {
-    struct Case {
+    const struct {
         const char* name;
         const char* begun;            // "": nothing, "video" or "still"
         bool card, pulled, inserted;  // the card's at first, and what happens to it meanwhile
-    };
+    } cases[] = {{"idle", "", true, false, false},          {"no card", "", false, false, false},
+                 {"card inserted", "", false, false, true}, {"card pulled", "", true, true, false},
+                 {"still", "still", true, false, false},    {"card changed", "video", true, true, true},
+                 {"recording", "video", true, false, false}};
     StartLive();
-    for (const Case& c : {Case{"idle", "", true, false, false}, Case{"no card", "", false, false, false},
-                          Case{"card inserted", "", false, false, true}, Case{"card pulled", "", true, true, false},
-                          Case{"still", "still", true, false, false}, Case{"card changed", "video", true, true, true},
-                          Case{"recording", "video", true, false, false}}) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const auto insert = [this](bool inserted) {
-            board.InsertCard(inserted);
-            board.Folder().Sync();
-            program->Advance(500ms);
+            InsertCard(inserted);
+            Advance(500ms);
         };
         insert(c.card);
         const std::size_t files = CardFiles().size();
+        const bool video = c.begun == std::string("video");
         if (c.begun == std::string("still")) {
-            program->Press(VK_RETURN);
-            ASSERT_TRUE(RunUntilNext("old: CAM_STATUS_REC_IMAGE, new: CAM_STATUS_VIEW\n"));
-        } else if (c.begun == std::string("video")) {
-            if (files < 2) ChooseVideo();
+            const std::size_t from = Output().size();
+            Keys("E");
+            ASSERT_TRUE(program->RunUntilPrinted("old: CAM_STATUS_REC_IMAGE, new: CAM_STATUS_VIEW\n", from));
+        } else if (video) {
+            if (c.pulled) Keys("3");
             RecordForAWhile();
         }
-        Set(&board::Block::usb_host, true);
-        ASSERT_TRUE(program->RunUntil([this] { return WarningShows(); }, 5s));
-        if (c.name == std::string("idle")) ExpectLcd("usb");
-        EXPECT_EQ(Unit(0), "/dev/loop0");
+        ConnectPc();
+        ExpectLcd("usb");
         EXPECT_EQ(Unit(1), c.card ? "/dev/mmcblk0p1" : "");
         EXPECT_THAT(CardFiles(), SizeIs(files + (*c.begun != '\0' ? 1 : 0)));
-        if (c.begun == std::string("video")) ExpectWholeVideo(Videos().back(), 40);
-        program->Press(VK_F1);
-        program->Advance(3s);
+        if (video) ExpectWholeVideo(LastFile(".avi"), 40);
+        Keys("1,,,");
         if (c.pulled) insert(false);
         if (c.inserted) insert(true);
         EXPECT_TRUE(WarningShows());
-
-        const std::size_t from = program->Output().size();
-        Set(&board::Block::usb_host, false);
-        EXPECT_TRUE(program->RunUntil([this] { return State() == "VIEW"; }, 5s));
-        EXPECT_THAT(program->Output().substr(from), HasSubstr("Return to normal mode.\n"));
-        EXPECT_EQ(Unit(0) + Unit(1), "");
+        const std::size_t from = Output().size();
+        if (c.name == std::string("recording")) SetCardSpace(100);
+        DisconnectPc();
+        EXPECT_THAT(Since(from), HasSubstr("Return to normal mode.\n"));
         EXPECT_EQ(board.Get(&board::Block::card).mounted, (c.card && !c.pulled) || c.inserted);
         EXPECT_TRUE(board.Get(&board::Block::nand).mounted);
-        ExpectLiveView();
-        EXPECT_EQ(board.Get(&board::Block::violations), 0U);
     }
-    EXPECT_THAT(program->Output(), Not(HasSubstr("Error: Excute")));
-    const std::vector<std::string> expected = {
-        "/bin/echo  /dev/mmcblk0p1 > " + kGadget + "gadget-lun1/file",
-        "/bin/echo  /dev/loop0  > " + kGadget + "gadget-lun0/file",
-        "echo 1 > /proc/sys/vm/drop_caches",
-        "/bin/echo \"\" > " + kGadget + "gadget-lun1/file",
-        "/bin/umount  -f  /media/sd-mmcblk0p1",
-        "mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1",
-        "echo 1 > /proc/sys/vm/drop_caches",
-        "/bin/echo \"\" > " + kGadget + "gadget-lun0/file",
-        "/bin/umount  -f   /media/nand",
-        "/bin/mount -t vfat /dev/loop0  /media/nand",
-    };
+    // The space is warned of during a recording, not after a PC has ended it.
+    Advance(3s);
+    EXPECT_EQ(State(), "VIEW");
+    EXPECT_EQ(Printed("WARNBOX_NoSpace\n"), 0);
+    EXPECT_THAT(Output(), Not(HasSubstr("Error: Excute")));
+    const std::string unit = " > /sys/devices/platform/fsl-usb2-udc/gadget/gadget-lun";
+    const std::vector<std::string> expected = {"/bin/echo  /dev/mmcblk0p1" + unit + "1/file",
+                                               "/bin/echo  /dev/loop0 " + unit + "0/file",
+                                               "echo 1 > /proc/sys/vm/drop_caches",
+                                               "/bin/echo \"\"" + unit + "1/file",
+                                               "/bin/umount  -f  /media/sd-mmcblk0p1",
+                                               "mount -t vfat /dev/mmcblk0p1  /media/sd-mmcblk0p1",
+                                               "echo 1 > /proc/sys/vm/drop_caches",
+                                               "/bin/echo \"\"" + unit + "0/file",
+                                               "/bin/umount  -f   /media/nand",
+                                               "/bin/mount -t vfat /dev/loop0  /media/nand"};
     const std::vector<std::string> commands = board.Commands();
     EXPECT_NE(std::search(commands.begin(), commands.end(), expected.begin(), expected.end()), commands.end())
         << testing::PrintToString(commands);
 }
 
 }  // namespace
-
-// A warning over a photo leaves it as it was; a PC closes what is open before it gets the storage.
-TEST_F(Warnings, MenusBelow) {
-    StartLive();
-    program->Press(VK_RETURN);
-    ASSERT_TRUE(program->RunUntilPrinted("##########################################################\n"));
-    ExpectLiveView();
-    ChooseVideo();
-    program->Press(VK_F4);
-    ASSERT_TRUE(RunUntilState("STOP"));
-    for (int i = 0; i < 2; ++i) {
-        program->Advance(1s);
-        program->Press(VK_RETURN);
-    }
-    program->Advance(1s);
-    const board::LcdPicture photo = board.Lcd();
-    SetCardSpace(1000);
-    LeaveNoSpace();
-    program->Advance(1s);
-    EXPECT_EQ(State(), "STOP");
-    EXPECT_EQ(board.Lcd(), photo);
-    for (int i = 0; i < 3; ++i) {
-        program->Press(VK_F1);
-        program->Advance(1s);
-    }
-    SetCardSpace(100000);
-    ExpectLiveView();
-
-    RecordForAWhile();
-    program->Press(VK_RETURN);
-    ExpectLiveView();
-    program->Press(VK_F4);
-    ASSERT_TRUE(RunUntilState("STOP"));
-    program->Press(VK_RIGHT);
-    for (int i = 0; i < 3; ++i) {
-        program->Press(VK_RETURN);
-        program->Advance(700ms);
-    }
-    EXPECT_EQ(board.Get(&board::Block::pxp).output, 0U) << "the clip plays";
-    Set(&board::Block::usb_host, true);
-    ASSERT_TRUE(program->RunUntil([this] { return Unit(0) == "/dev/loop0" && WarningShows(); }, 5s));
-    program->Advance(2s);
-    Set(&board::Block::usb_host, false);
-    ExpectLiveView();
-    EXPECT_EQ(board.Get(&board::Block::lamp), 70);
-    EXPECT_EQ(board.Get(&board::Block::violations), 0U);
-    RecordForAWhile();
-}
-
 }  // namespace scenario
