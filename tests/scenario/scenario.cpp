@@ -186,7 +186,7 @@ void ScenarioTest::ExpectLiveView(int leaves) {
 void ScenarioTest::LeaveNoSpace() {
     ASSERT_TRUE(program->RunUntil([this] { return WarningShows(); }, 5s));
     Keys("E<4,.");
-    EXPECT_TRUE(WarningShows());
+    ExpectLcd("warning_no_space");
     const std::size_t from = Output().size();
     Keys("1,<<^^E1,.......");  // the others are of no use to anybody: the warning still shows
     EXPECT_TRUE(WarningShows());
