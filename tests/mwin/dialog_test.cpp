@@ -104,6 +104,7 @@ TEST_F(DialogTest, KeysAreEitherKeyDownsOrCommandsUnlessAControlWantsThem) {
                                            {0, kNoControl, VK_RETURN, 1000 + IDOK},
                                            {0, kNoControl, VK_ESCAPE, 1000 + IDCANCEL},
                                            {137, DLGC_WANTALLKEYS, VK_F3, -VK_F3},
+                                           {137, DLGC_WANTCHARS, '7', -'7'},
                                            {137, DLGC_WANTARROWS, VK_UP, -VK_UP},
                                            {137, DLGC_WANTARROWS, VK_RETURN, VK_RETURN},
                                            {137, 0, VK_F3, VK_F3}}) {
@@ -112,7 +113,8 @@ TEST_F(DialogTest, KeysAreEitherKeyDownsOrCommandsUnlessAControlWantsThem) {
             if (child_code != kNoControl) {
                 HWND child = CreateProbe("child", dialog.window, {0, 0, 9, 9});
                 g_handlers[child] = [&, child_code](HWND, UINT message, WPARAM pressed, LPARAM) -> LRESULT {
-                    if (message == WM_KEYDOWN) EndDialog(dialog.window, -static_cast<int>(pressed));
+                    const UINT awaited = child_code == DLGC_WANTCHARS ? WM_CHAR : WM_KEYDOWN;
+                    if (message == awaited) EndDialog(dialog.window, -static_cast<int>(pressed));
                     return message == WM_GETDLGCODE ? child_code : 0;
                 };
                 SetFocus(child);

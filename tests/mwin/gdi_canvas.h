@@ -60,13 +60,6 @@ struct GdiCanvas {
         }
         return ink.right == 0 ? RECT{} : ink;
     }
-    // Total brightness above the background.
-    long Brightness() const {
-        long sum = 0;
-        for (int i = 0; i < surface.Width() * surface.Height(); ++i)
-            sum += static_cast<int>(surface.Pixels()[i] & 0xFF) - 1;
-        return sum;
-    }
 
     mwin::Surface surface;
     std::unique_ptr<MwDc> dc;

@@ -40,12 +40,9 @@ TEST(GdiDrawing, ShapesAreClippedAndTellTheirDamage) {
         if (how == kArea) Polygon(canvas.dc.get(), points.data(), static_cast<int>(points.size()));
         EXPECT_EQ(canvas.Drawn(), expected);
         // Painting the damage over leaves nothing.
-        const mwin::Region damage = canvas.surface.Damage();
-        int count = 0;
-        const pixman_box32_t* box = damage.Boxes(count);
-        for (; count > 0; --count, ++box)
-            pixman_fill(canvas.surface.Pixels(), canvas.surface.Pitch() / 4, 32, box->x1, box->y1, box->x2 - box->x1,
-                        box->y2 - box->y1, GdiCanvas::kBackground);
+        canvas.dc->clip = canvas.surface.Damage();
+        const RECT all{-1, -1, 8, 5};
+        FastFillRect(canvas.dc.get(), &all, RGB(1, 1, 1));
         EXPECT_EQ(canvas.Drawn(), "") << "outside the damage";
     }
 }
@@ -58,8 +55,8 @@ TEST(GdiDrawing, OtherShapes) {
     EXPECT_EQ(canvas.Drawn(), "KKKK/KWWK/KKKK") << "with the default pen and brush";
     SelectObject(dc, CreatePen(PS_SOLID, 2, kRed));
     EXPECT_TRUE(MoveToEx(dc, 1, 0, nullptr) && LineTo(dc, INT_MAX, 0));
-    SetPixel(dc, 2, 3, kGreen);
-    SetPixel(dc, INT_MIN, INT_MAX, kGreen);
+    for (const auto& [x, y] : {std::pair{2, 3}, {INT_MIN, INT_MAX}})
+        SetPixel(dc, x, y, kGreen);
     EXPECT_EQ(canvas.Drawn(), "KRRRRR/KRRRRR/KKKK/..G");
 }
 

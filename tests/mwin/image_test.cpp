@@ -25,9 +25,9 @@ constexpr char kMakeSamples[] = R"(
     convert -size 1x1 xc:red xc:lime -append -repage 3x4+1+1 -set comment inside inside.gif
     convert -size 2x1 xc:red xc:lime xc:blue -append -repage 2x3+1+2 outside.gif
     convert -size 33x17 -quality 95 'xc:rgb(200,100,50)' -strip -write colour.jpg -interlace JPEG progressive.jpg
-    convert -size 33x17 -quality 95 'xc:gray(77)' -colorspace Gray -strip -write grey.jpg -interlace JPEG fine-grey.jpg
+    convert -size 33x17 -quality 95 'xc:gray(77)' -colorspace Gray -strip grey.jpg
     convert -size 33x17 -quality 95 'xc:cmyk(0,127,255,128)' -strip inks.jpg
-    for size in 640x480 1x1 2000x100 100x2000 4000x3000; do
+    for size in 640x480 1x1 100x2000 4000x3000; do
         convert -size $size gradient: -colorspace Gray -strip -quality 95 $size.jpg
     done
     printf '0;1;2;' > scans
@@ -74,7 +74,6 @@ TEST_F(Images, JpegColourSpaces) {
              {"progressive.jpg", "", "", 0xFFC86432},
              {"scans.jpg", "", "", 0xFFC86432},
              {"grey.jpg", "", "", 0xFF4D4D4D},
-             {"fine-grey.jpg", "", "", 0xFF4D4D4D},
              // Inks are stored inverted by programs that sign as Adobe: cyan 255 is no cyan, black 127 is half black.
              {"inks.jpg", "", "", 0xFF7F4000},
              {"inks.jpg", adobe, "Adobe\0d\0\0\0\0\0"s, 0xFF336A1A},
@@ -148,9 +147,7 @@ TEST_F(Images, PhotosComeNoLargerThanTheirRoomNeeds) {
          Table<const char*, mwin::Room, int, int>{{"640x480.jpg", {100, 75}, 160, 120},
                                                   {"640x480.jpg", {320, 240}, 320, 240},
                                                   {"640x480.jpg", {321, 241}, 640, 480},
-                                                  {"640x480.jpg", {0, 0}, 640, 480},
                                                   {"1x1.jpg", {320, 240}, 1, 1},
-                                                  {"2000x100.jpg", {320, 240}, 500, 25},
                                                   {"100x2000.jpg", {320, 240}, 13, 250},
                                                   {"4000x3000.jpg", {3000, 3000}, 1500, 1125},
                                                   {"4000x3000.jpg", {0, 0}, 1500, 1125}}) {

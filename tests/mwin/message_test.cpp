@@ -77,27 +77,13 @@ TEST_F(MessageTest, QuitEndsTheLoopOnceAfterWhatWasPosted) {
 
 // ---- Keys ----
 
-TEST_F(MessageTest, OnlyArrowsRepeatAndOnlyCharactersAreTranslated) {
-    for (const auto& [key, presses, character] : Table<int, int, char>{{VK_LEFT, 3, 0},
-                                                                       {VK_UP, 3, 0},
-                                                                       {VK_DOWN, 3, 0},
-                                                                       {VK_RIGHT, 3, 0},
-                                                                       {VK_RETURN, 1, '\r'},
-                                                                       {VK_F1, 1, 0},
-                                                                       {VK_F4, 1, 0},
-                                                                       {'A', 1, 'a'},
-                                                                       {'7', 1, '7'},
-                                                                       {VK_SPACE, 1, ' '}}) {
+TEST_F(MessageTest, OnlyArrowsRepeat) {
+    for (const auto& [key, presses] : {std::pair{VK_LEFT, 3}, {VK_DOWN, 3}, {VK_RETURN, 1}, {VK_F1, 1}, {'A', 1}}) {
         for (const Kind kind : {Kind::Press, Kind::Repeat, Kind::Repeat, Kind::Release})
             keys.Put(key, kind);
         Log expected(static_cast<std::size_t>(presses), "w:keydown");
         expected.emplace_back("w:keyup");
         EXPECT_EQ(Received(), expected) << key;
-        const MSG pressed{window, WM_KEYDOWN, static_cast<WPARAM>(key), 0, 0, {}};
-        MSG made{};
-        TranslateMessage(&pressed);
-        PeekMessage(&made, window, WM_CHAR, WM_CHAR, PM_REMOVE);
-        EXPECT_EQ(made.wParam, static_cast<WPARAM>(character)) << key;
     }
     for (const int key : {-1, 0, 256, 100000})
         keys.Type(key);

@@ -64,19 +64,20 @@ TEST_F(PaintTest, DrawingIsClippedToWhatIsSeen) {
     HDC others = GetDC(high);
     HDC device = GetDC(low);
     FastFillRect(device, &everything, kBlack);
-    EXPECT_EQ(ReleaseDC(low, device), 1);
     RunUntilIdle();
     EXPECT_TRUE(At(9, 20) == kRedPixel && At(12, 12) == kRedPixel && At(45, 45) == kBluePixel) << "others";
     EXPECT_EQ(At(30, 30), kBlackPixel);
     ShowWindow(low, SW_HIDE);
     RunUntilIdle();
-    device = GetDC(low);
-    FastFillRect(device, &everything, kBlack);
+    FastFillRect(GetDC(low), &everything, kBlack);
+    RunUntilIdle();
+    EXPECT_EQ(At(30, 30), kRedPixel) << "hidden";
     DestroyWindow(low);
+    RunUntilIdle();
     FastFillRect(device, &everything, kBlack);
     FastFillRect(others, &everything, kGreen);
     RunUntilIdle();
-    EXPECT_EQ(At(30, 30), kRedPixel) << "hidden, then destroyed";
+    EXPECT_EQ(At(30, 30), kRedPixel) << "destroyed";
     EXPECT_EQ(At(45, 45), kGreenPixel) << "somebody else's device";
 }
 
@@ -146,18 +147,16 @@ TEST_F(PaintTest, UpdateRegions) {
     EXPECT_EQ(At(100, 100), kBlackPixel) << "the empty screen";
 }
 
-TEST_F(PaintTest, OnlyWhatChangedReachesTheScreen) {
+TEST_F(PaintTest, UpdatingShowsAWindowAndItsChildrenAtOnce) {
     HWND child = Child("child", {0, 0, 50, 50}, kGreen);
     CreateProbe("inner", child, {0, 0, 9, 9}, WS_CHILD | WS_VISIBLE, kBlue);
     TakeLog();
     UpdateWindow(child);
-    EXPECT_EQ(At(40, 40), kGreenPixel) << "at once";
-    EXPECT_EQ(At(4, 4), kBluePixel);
+    EXPECT_TRUE(At(40, 40) == kGreenPixel && At(4, 4) == kBluePixel);
     EXPECT_THAT(Received(), ElementsAre("child:erase", "child:paint", "inner:erase", "inner:paint"));
-    EXPECT_EQ(Repainted(), 0);
     const RECT part{10, 0, 20, 10};
     InvalidateRect(child, &part, TRUE);
-    EXPECT_EQ(Repainted(), 100);
+    EXPECT_EQ(Repainted(), 100) << "only what changed reaches the screen";
 }
 
 }  // namespace

@@ -54,28 +54,16 @@ TEST_F(WindowTest, PositionAndVisibilityDependOnTheParent) {
     }
     ShowWindow(parent, SW_SHOW);
     EXPECT_TRUE(IsWindowVisible(child));
-}
-
-TEST_F(WindowTest, SetWindowPosDoesWhatItsFlagsLeave) {
-    constexpr UINT kOrder = SWP_NOMOVE | SWP_NOSIZE, kPlace = SWP_NOZORDER;
-    HWND other = CreateProbe("o", parent, {0, 0, 9, 9});
-    for (const auto& [after, x, y, width, height, flags, top, edges] :
-         Table<HWND, int, int, int, int, UINT, HWND, std::string>{
-             {HWND_TOP, 9, 9, 9, 9, kOrder, child, "25,36,45,46"},
-             {HWND_BOTTOM, 9, 9, 9, 9, kOrder, other, "25,36,45,46"},
-             {HWND_TOP, 0, 1, 2, 3, kPlace, other, "20,31,22,34"},
-             {HWND_TOP, 4, 5, 9, 9, SWP_NOSIZE, child, "24,35,26,38"},
-             {other, 9, 9, 0, 7, SWP_NOMOVE, other, "24,35,24,42"},
-             {HWND_TOP, 0, 0, 5, -1, 0, other, "24,35,24,42"},
-             {HWND_TOP, 0, 0, 0, 0, kOrder | SWP_HIDEWINDOW, child, "24,35,24,42"}}) {
-        SetWindowPos(child, after, x, y, width, height, flags);
-        EXPECT_EQ(GetWindow(parent, GW_CHILD), top) << edges;
-        EXPECT_EQ(GetWindow(top, GW_HWNDNEXT), top == child ? other : child) << edges;
+    for (const int height : {5, -1}) {
+        MoveWindow(child, 4, 5, 6, height, TRUE);
         RECT rect{};
         GetWindowRect(child, &rect);
-        EXPECT_EQ(Edges(rect), edges);
-        EXPECT_EQ(IsWindowVisible(child) != FALSE, (flags & SWP_HIDEWINDOW) == 0);
+        EXPECT_EQ(Edges(rect), "24,35,30,40") << height;
     }
+    HWND other = CreateProbe("o", parent, {0, 0, 9, 9});
+    SetWindowPos(other, child, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_HIDEWINDOW);
+    EXPECT_TRUE(GetWindow(parent, GW_CHILD) == child && GetWindow(child, GW_HWNDNEXT) == other);
+    EXPECT_FALSE(IsWindowVisible(other));
 }
 
 TEST_F(WindowTest, DestroyTellsParentsFirstOnceAndOnTheScreenAndDropsWhatWaits) {
