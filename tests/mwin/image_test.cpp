@@ -177,14 +177,7 @@ TEST_F(Images, LongPhotosAreReadInPieces) {
     }
 }
 
-TEST_F(Images, Files) {
-    for (const auto& [name, has_alpha] : {std::pair{"alpha.png", true}, {"colour.jpg", false}, {"clear.gif", true}}) {
-        PSD picture = GdLoadImageFromFile((folder + "/" + name).c_str(), 0);
-        ASSERT_NE(picture, nullptr) << name;
-        EXPECT_EQ(picture->has_alpha, has_alpha) << name;
-        EXPECT_EQ(picture->size, picture->pitch * picture->yvirtres);
-        picture->FreeMemGC(picture);
-    }
+TEST_F(Images, FilesThatHoldNone) {
     // Nobody waits for a pipe's writer.
     for (const char* name : {"/empty.jpg", "/large.jpg", "/pipe", "/", "/none"})
         EXPECT_EQ(GdLoadImageFromFile((folder + name).c_str(), 0), nullptr) << name;

@@ -164,7 +164,6 @@ TEST(FramebufferScreen, PixelsTakeTheLayoutThatTheDeviceReports) {
     const Framebuffer good = g_framebuffer;
     const std::pair<const char*, void (*)(Framebuffer&)> refused[] = {
         {"24 bits", [](Framebuffer& f) { f.variable.bits_per_pixel = 24; }},
-        {"8 bits", [](Framebuffer& f) { f.variable.bits_per_pixel = 8; }},
         {"red beyond the pixel", [](Framebuffer& f) { f.variable.red.offset = 25; }},
         {"nine bits of red", [](Framebuffer& f) { f.variable.red.length = 9; }},
         {"lines beyond the memory", [](Framebuffer& f) { f.variable.yoffset = 2; }},
