@@ -172,9 +172,7 @@ TEST_F(DialogTest, EndingDuringInitialisationAndByTheDefaultProcedure) {
     EXPECT_EQ(ending.Run(), 4);
     Dialog destroying{"d", On(WM_INITDIALOG, [](HWND w) { DestroyWindow(w); })};
     EXPECT_EQ(destroying.Run(), 0);
-    Dialog closing{"d", [](HWND w, UINT message, WPARAM wparam, LPARAM lparam) -> LRESULT {
-                       return message == WM_CLOSE ? 0 : DefWindowProc(w, message, wparam, lparam);
-                   }};
+    Dialog closing{"d", nullptr};
     TellWhenIdle(closing, WM_CLOSE);
     EXPECT_EQ(closing.Run(), IDCANCEL) << "closing cancels";
     EXPECT_THAT(TakeLog(), ElementsAre("d:init", "d:destroy", "d:init", "d:destroy", "d:init", "d:destroy"));

@@ -23,7 +23,7 @@ TEST_F(WindowTest, LongsHoldPointersAtByteOffsets) {
 }
 
 TEST_F(WindowTest, CreationIsRefusedOnlyByMinusOne) {
-    static LRESULT answer = 0;
+    static LRESULT answer;
     WNDCLASS refusing{};
     refusing.lpfnWndProc = [](HWND, UINT message, WPARAM, LPARAM) { return message == WM_CREATE ? answer : 0; };
     refusing.lpszClassName = "refusing";
