@@ -1,7 +1,7 @@
 // The levelled console logger (known in the system as varno_SV_Debug).
 #pragma once
 
-enum DEBUGLEVEL {
+enum DEBUGLEVEL : int {
     DBG_LV_NORMAL = 0,
     DBG_LV_WARNING = 1,
     DBG_LV_ERROR = 2,

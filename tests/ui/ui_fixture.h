@@ -61,6 +61,7 @@ class UiTest : public mwin_test::WindowSystemTest {
         testing::internal::CaptureStdout();
     }
     ~UiTest() override {
+        DestroyWindow(parent);  // and what is in it
         Varno::DeinitFunnelCtrl();
         Printed();
         testing::internal::GetCapturedStdout();
