@@ -204,14 +204,16 @@ TEST_F(BoardServices, FirstPartitionOfTheFirstCard) {
 
 TEST_F(BoardServices, FreeSpace) {
     std::string asked;
+    struct statfs space {};
+    kernel.on_statfs = [&](const char* path, struct statfs* result) {
+        asked = path;
+        *result = space;
+        return 0;
+    };
     for (const unsigned long long blocks : {0ULL, 1ULL, 3ULL, 2047ULL, 8ULL << 20, 1ULL << 32, ~0ULL}) {
         for (const long block_size : {0L, 1L, 511L, 512L, 1024L, 1L << 30}) {
-            kernel.on_statfs = [&](const char* path, struct statfs* result) {
-                asked = path;
-                result->f_bavail = blocks;
-                result->f_bsize = block_size;
-                return 0;
-            };
+            space.f_bavail = blocks;
+            space.f_bsize = block_size;
             const double exact =
                 std::floor((static_cast<double>(blocks) * static_cast<double>(block_size) + 512) / 1024);
             EXPECT_EQ(Varno::GetAvailDiskSpace("/media/x"), std::min<double>(exact, std::numeric_limits<int>::max()))
