@@ -22,13 +22,13 @@ build() {
     seal=$root/$folder/configured
     (
         flock 8
-        # Options that were set by hand are forgotten.
+        # Options that were set by hand, or by an earlier preset, are forgotten.
         sha256sum --status -c "$seal" 2>/dev/null || fresh=(--fresh)
         (cd "$root" && cmake --preset "$preset" -B "$folder" "${fresh[@]}" "${options[@]}" >"$folder.log" 2>&1) || {
             cat "$root/$folder.log" >&2
             exit 1
         }
-        sha256sum "$root/$folder/CMakeCache.txt" >"$seal"
+        sha256sum "$root/$folder/CMakeCache.txt" "$root/CMakePresets.json" >"$seal"
         # Ninja writes what it does to stdout, compiler messages included.
         ninja -C "$root/$folder" -j "${JOBS:-$(nproc)}" "$@"
     ) 8>"$root/$folder.lock"
