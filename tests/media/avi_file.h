@@ -48,7 +48,7 @@ inline std::string Stream(const std::string& kind, const std::string& header, co
 }
 inline std::string Stream(const std::string& kind, const std::string& format, std::uint32_t scale = 1,
                           std::uint32_t rate = 25, std::uint32_t length = 0) {
-    return Stream(kind, "YUY2" + Words({0, 0, 0, scale, rate, 0, length, 0, 0, 0, 0, 0}), format);
+    return Stream(kind, "YUY2" + Words({~0U, 0, 0, scale, rate, 0, length, 0, 0, 0, 0, 0}), format);
 }
 
 inline std::string BitmapFormat(std::uint32_t width, std::uint32_t height) {
