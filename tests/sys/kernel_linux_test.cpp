@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -140,6 +141,20 @@ TEST_F(KernelLinux, ProgramsArgumentsOutputStatusAndLog) {
         for (const std::string& part : c.logged)
             EXPECT_THAT(log, HasSubstr(part)) << c.command;
     }
+    // Out of descriptors after the first of its pipes.
+    struct rlimit most {};
+    getrlimit(RLIMIT_NOFILE, &most);
+    log = Printed([&] {
+        const int next = dup(STDOUT_FILENO);
+        close(next);
+        const struct rlimit few { static_cast<rlim_t>(next) + 3, most.rlim_max };
+        setrlimit(RLIMIT_NOFILE, &few);
+        Varno::RunProgramPipe pipe;
+        pipe.capture = true;
+        EXPECT_EQ(Varno::run_program(pipe, "true", nullptr, 0, nullptr), -1);
+        setrlimit(RLIMIT_NOFILE, &most);
+    });
+    EXPECT_THAT(log, HasSubstr("pipe failed: Too many open files\n"));
     EXPECT_EQ(Descriptors(), descriptors);
 }
 

@@ -141,6 +141,8 @@ TEST_F(RecModeTest, BlinksAndCountsWhileRecording) {
         indicator->RefreshImageAvailableNumber();
         EXPECT_EQ(TextOf(text), expected);
     }
+    indicator->StartRecord();  // anew
+    EXPECT_TRUE(IsWindowVisible(symbol));
     indicator->StopRecord();
     EXPECT_FALSE(indicator->RecordStatus());
     Pass(2000);
@@ -176,6 +178,8 @@ TEST_F(BatteryTest, EveryChargeIsDrawnToThePixel) {
         CVarnoUICtrlBattery::CreateNew(Instance(), parent, 294, 6, 21, 11));
     battery->Show(SW_SHOW);
     battery->SetBatteryColor(0xFF0000FF);
+    battery->RefreshPercent(0);
+    FlushNow();
     battery->SetPowerColor(0xFF0000FF);
     for (unsigned percent = 0; percent <= 110; ++percent) {
         battery->RefreshPercent(percent);

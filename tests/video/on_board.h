@@ -1,4 +1,4 @@
-// Fixture: one virtual board with its moved clock, and what is printed meanwhile.
+// Fixture: one virtual board with its moved clock, what is printed meanwhile, and the frames of a camera.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -9,22 +9,24 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/printed.h"
 #include "tests/support/virtual_board.h"
+#include "video/v4l2_uvc_ctrl.h"
+
+using support::Count;
+using support::Printed;
 
 constexpr int kFrameBytes = 320 * 240 * 2;
 
-// What `action` prints.
-inline std::string Printed(const std::function<void()>& action) {
-    testing::internal::CaptureStdout();
-    action();
-    return testing::internal::GetCapturedStdout();
-}
-
-inline int Count(const std::string& text, const std::string& part) {
-    int count = 0;
-    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-        ++count;
-    return count;
+// The oldest frame that waits, without allocating once there was one of its size; empty when there is none.
+inline const std::string& TakeFrame(CV4L2_UVCCtrl& camera) {
+    static std::string frame;
+    CDoubleBufferData* slot = camera.PopFrameData();
+    int length = 0;
+    const char* data = slot ? slot->GetData(length) : "";
+    frame.assign(data, static_cast<std::size_t>(length));
+    camera.ReleaseFrameData(slot);
+    return frame;
 }
 
 // Captures what the test prints; one that failed gets all of it printed at the end. Every device must be closed by

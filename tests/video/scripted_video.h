@@ -20,10 +20,6 @@ class ScriptedVideo final : public FakeKernel {
         Put("/sys/class/video4linux/video" + std::to_string(id) + "/name", name);
         Put("/dev/video" + std::to_string(id), "");
         std::filesystem::resize_file(Path("/dev/video" + std::to_string(id)), kBufferStride * (VIDEO_MAX_FRAME + 4));
-        on_ioctl = [this](const std::string&, unsigned long request, void* argument) {
-            Print(request, argument);
-            return Answer(request, argument);
-        };
     }
 
     std::uint32_t capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_OUTPUT | V4L2_CAP_STREAMING;
@@ -40,7 +36,9 @@ class ScriptedVideo final : public FakeKernel {
     void Fail(unsigned long request, int nth, int error, int times = 1) { m_script[request] = {nth, times, error}; }
 
     int Ioctl(int fd, unsigned long request, void* argument) override {
-        return quiet ? Answer(request, argument) : FakeKernel::Ioctl(fd, request, argument);
+        if (!quiet && FakeKernel::Ioctl(fd, request, argument) < 0) return -1;
+        if (!quiet) Print(request, argument);
+        return Answer(request, argument);
     }
     void* Map(int fd, std::size_t length, off_t offset) override {
         void* base = FakeKernel::Map(fd, length, offset);

@@ -2,7 +2,6 @@
 
 #include "tests/video/on_board.h"
 #include "tests/video/scripted_video.h"
-#include "video/v4l2_uvc_ctrl.h"
 
 namespace {
 
@@ -53,75 +52,55 @@ TEST(VideoDevice, OpensByPublishedNameAndCapability) {
 
 // Through the one control that the camera has, from 1 to 9 with 4 for a default.
 TEST(VideoDevice, Controls) {
-    using Action = std::function<int(CV4L2_UVCCtrl&)>;
-    const auto bright = [](int percent) { return [=](CV4L2_UVCCtrl& camera) { return camera.ChangeBright(percent); }; };
-    const auto colour = [](bool on) { return [=](CV4L2_UVCCtrl& camera) { return camera.SetColorOrBlack(on), 0; }; };
-    constexpr unsigned kBright = V4L2_CID_BRIGHTNESS;
-    constexpr unsigned kColour = V4L2_CID_SATURATION;
-    const std::string middle = "Set bright: 5\n> set 9963776 5\n";
+    constexpr int kColour = 1000;  // beside percents of brightness
+    constexpr int kGrey = 1001;
+    const std::string set = "Set bright: 5\n> set 9963776 5\n";
+    const std::string busy = "ioctl querycontrol error 16 \n";
+    const std::string unsupported = "contol Name unsupported. Query flags:0x00000040, type:4\n";
     const struct {
-        Action action;
-        int result;
+        int action, result;
         std::string printed;
         unsigned long refused = 0;
         int nth = 1;
-        unsigned id = kBright, type = V4L2_CTRL_TYPE_INTEGER, flags = 0;
+        unsigned type = V4L2_CTRL_TYPE_INTEGER, flags = 0;
         int max = 9;
+        unsigned other = 0;  // the control that there is instead
     } cases[] = {
-        {bright(50), 0, middle},
-        {bright(50), 0, middle, 0, 1, kBright, V4L2_CTRL_TYPE_INTEGER64},
-        {bright(50), 0, middle, 0, 1, kBright, V4L2_CTRL_TYPE_BOOLEAN},
-        {bright(50), 0, middle, 0, 1, kBright, V4L2_CTRL_TYPE_MENU},
-        {bright(50), -1, "contol Name unsupported. Query flags:0x00000040, type:4\n", 0, 1, kBright,
-         V4L2_CTRL_TYPE_BUTTON, 0x40},
-        {bright(50), -1, "control Name disabled \n", 0, 1, kBright, V4L2_CTRL_TYPE_INTEGER, V4L2_CTRL_FLAG_DISABLED},
-        {bright(50), -1, "ioctl querycontrol error 22 \n", 0, 1, kColour},
-        {bright(50), -1, "", 0, 1, kBright, V4L2_CTRL_TYPE_INTEGER, 0, 0},
-        {bright(0), 0, "Set bright: 1\n> set 9963776 1\n"},
-        {bright(99), 0, "Set bright: 8\n> set 9963776 8\n"},
-        {bright(100), 0, "Set bright: 9\n> set 9963776 9\n"},
-        {bright(113), 0, "Set bright: 10\n"},
-        {bright(-13), 0, "Set bright: 0\n"},
-        {bright(50), -1, "ioctl get control error\n", VIDIOC_G_CTRL},
-        {bright(50), -1, "Set bright: 5\nioctl querycontrol error 16 \n", VIDIOC_QUERYCTRL, 2},
-        {bright(50), -1, middle + "ioctl set control error(16)\n", VIDIOC_S_CTRL},
-        {bright(50), -1, middle + "ioctl querycontrol error 16 \n", VIDIOC_QUERYCTRL, 3},
-        {bright(50), -1, middle + "ioctl get control error\n", VIDIOC_G_CTRL, 2},
-        {colour(true), 0, "> set 9963778 4\n", 0, 1, kColour},
-        {colour(true), 0, "ioctl querycontrol error 16 \n", VIDIOC_QUERYCTRL, 1, kColour},
-        {colour(true), 0, "> set 9963778 4\nioctl reset control error\n", VIDIOC_S_CTRL, 1, kColour},
-        {colour(false), 0, "> set 9963778 1\n", 0, 1, kColour},
-        {colour(false), 0, "ioctl querycontrol error 16 \n", VIDIOC_QUERYCTRL, 1, kColour},
+        {50, 0, set},
+        {50, 0, set, 0, 1, V4L2_CTRL_TYPE_INTEGER64},
+        {50, 0, set, 0, 1, V4L2_CTRL_TYPE_MENU},
+        {50, -1, unsupported, 0, 1, V4L2_CTRL_TYPE_BUTTON, 0x40},
+        {50, -1, "control Name disabled \n", 0, 1, V4L2_CTRL_TYPE_INTEGER, V4L2_CTRL_FLAG_DISABLED},
+        {50, -1, "ioctl querycontrol error 22 \n", 0, 1, V4L2_CTRL_TYPE_INTEGER, 0, 9, V4L2_CID_GAIN},
+        {50, -1, "", 0, 1, V4L2_CTRL_TYPE_INTEGER, 0, 0},
+        {100, 0, "Set bright: 9\n> set 9963776 9\n"},
+        {113, 0, "Set bright: 10\n"},
+        {-13, 0, "Set bright: 0\n"},
+        {50, -1, "ioctl get control error\n", VIDIOC_G_CTRL},
+        {50, -1, "Set bright: 5\n" + busy, VIDIOC_QUERYCTRL, 2},
+        {50, -1, set + "ioctl set control error(16)\n", VIDIOC_S_CTRL},
+        {50, -1, set + busy, VIDIOC_QUERYCTRL, 3},
+        {kColour, 0, "> set 9963778 4\n"},
+        {kColour, 0, busy, VIDIOC_QUERYCTRL},
+        {kColour, 0, "> set 9963778 4\nioctl reset control error\n", VIDIOC_S_CTRL},
+        {kGrey, 0, "> set 9963778 1\n"},
+        {kGrey, 0, busy, VIDIOC_QUERYCTRL},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << "row " << &c - cases << ": " << c.printed);
         ScriptedVideo kernel;
-        kernel.control = {c.id, c.type, "Name", 1, c.max, 1, 4, c.flags, {}};
+        const unsigned id = c.action < kColour ? V4L2_CID_BRIGHTNESS : V4L2_CID_SATURATION;
+        kernel.control = {c.other ? c.other : id, c.type, "Name", 1, c.max, 1, 4, c.flags, {}};
         const std::unique_ptr<CV4L2_UVCCtrl> camera(CV4L2_UVCCtrl::CreateNew(320, 240, 30, V4L2_PIX_FMT_YUYV));
         camera->Open("Camera", false);
         kernel.Fail(c.refused, c.nth, EBUSY);
         testing::internal::CaptureStderr();
-        const std::string printed = Printed([&] { EXPECT_EQ(c.action(*camera), c.result); });
+        const std::string printed = Printed([&] {
+            if (c.action >= kColour) return camera->SetColorOrBlack(c.action == kColour);
+            EXPECT_EQ(camera->ChangeBright(c.action), c.result);
+        });
         EXPECT_EQ(printed + testing::internal::GetCapturedStderr(), c.printed);
     }
-}
-
-// More buffers than there may be; what the program never does, starting twice and a buffer's index twice.
-TEST(VideoDevice, TakesNoMoreBuffersThanThereMayBe) {
-    struct Device : CV4L2_VideoCtrl {
-        Device() : CV4L2_VideoCtrl(V4L2_CAP_VIDEO_CAPTURE) {
-            Open("Camera", false);
-            for (int i = 0; i < 2; ++i)
-                EXPECT_TRUE(EnableStream(V4L2_BUF_TYPE_VIDEO_CAPTURE, 1));
-            AddStreamBufferList(0, CV4LMMAPDATABUF::CreateNew(m_nV4L2_fd, 4096, 0));
-        }
-    };
-    ScriptedVideo kernel;
-    kernel.granted = 1000000;
-    const std::string printed = Printed([] { Device(); });
-    EXPECT_EQ(Count(printed, "Add buf["), VIDEO_MAX_FRAME + 1);
-    EXPECT_EQ(Count(printed, "Stream already started\nClear buf[0]"), 1);
-    EXPECT_EQ(kernel.mappings, 0);
 }
 
 }  // namespace
