@@ -24,17 +24,11 @@ class CamRecCtrl : public OnBoard {
 
     void Start() {
         Run([this] { EXPECT_TRUE(controller->Start()); });
-    }
-    bool Reaches(UVC_STATUS status) {
-        return Until([=] { return controller->GetUVCStatus() == status; });
+        EXPECT_TRUE(Until([this] { return controller->GetUVCStatus() == UVC_STATUS_STREAMING; }));
     }
     void TakeStill() {
         EXPECT_TRUE(controller->SaveToImage());
         EXPECT_TRUE(Until([this] { return !controller->GetSavingImageStatus(); }));
-    }
-    void StopRecording() {
-        Run([this] { controller->StopRecordAVI(); });
-        EXPECT_FALSE(controller->IsAVIRecording());
     }
     std::vector<std::string> OnCard() { return board.Files(board::Medium::Card, "DCIM"); }
     std::string LastOnCard() { return "/media/sd-mmcblk0p1/DCIM/" + (OnCard().empty() ? "" : OnCard().back()); }
@@ -66,7 +60,6 @@ TEST_F(CamRecCtrl, OverlayThatIsMissingIsTriedOnceASecondAndStopsNothing) {
     for (int i = 1; i <= 100; ++i)
         board.Kernel().FailOpen("/dev/video16", i, EIO);
     Start();
-    EXPECT_TRUE(Reaches(UVC_STATUS_STREAMING));
     EXPECT_TRUE(controller->StartRecordAVI());
     Said();
     const int before = board.Kernel().IoctlCount(VIDIOC_DQBUF);
@@ -74,7 +67,6 @@ TEST_F(CamRecCtrl, OverlayThatIsMissingIsTriedOnceASecondAndStopsNothing) {
     EXPECT_GT(board.Kernel().IoctlCount(VIDIOC_DQBUF) - before, 100);
     EXPECT_NEAR(Count(Said(), "ERROR:(Input/output error) opening V4L interface /dev/video16\n"), 5, 1);
     EXPECT_TRUE(controller->IsAVIRecording());
-    StopRecording();
 }
 
 TEST_F(CamRecCtrl, StillIsWholeOrNotThere) {
@@ -111,10 +103,10 @@ TEST_F(CamRecCtrl, RecordsWhileThereAreACameraAndRoom) {
     EXPECT_EQ(board.Commands().back(), "/bin/mkdir -p /media/sd-mmcblk0p1/DCIM");
     EXPECT_TRUE(OnCard().empty());
     Start();
-    EXPECT_TRUE(Reaches(UVC_STATUS_STREAMING));
     EXPECT_TRUE(controller->StartRecordAVI());
     Pass(4000);
-    StopRecording();
+    Run([this] { controller->StopRecordAVI(); });
+    EXPECT_FALSE(controller->IsAVIRecording());
     const std::string clip = board.Read(LastOnCard());
     EXPECT_EQ(clip.substr(8, 4), "AVI ");
     EXPECT_GT(clip.size(), 60U * kFrameBytes);
@@ -131,13 +123,9 @@ TEST_F(CamRecCtrl, RecordsWhileThereAreACameraAndRoom) {
 
 // Each pair of pixels carries its line and its column; what is missing at the end is black.
 TEST(StillFrame, ScalesAndCompletes) {
-    for (const auto& [width, height, missing] : {std::tuple{640U, 480U, 0U},
-                                                 {640, 480, 1},
-                                                 {320, 240, 0},
-                                                 {320, 240, 3000},
-                                                 {800, 600, 0},
-                                                 {160, 120, 1},
-                                                 {2, 1, 0}}) {
+    const std::tuple<unsigned, unsigned, unsigned> cases[] = {
+        {640, 480, 0}, {640, 480, 1}, {320, 240, 0}, {320, 240, 3000}, {800, 600, 0}, {160, 120, 1}, {2, 1, 0}};
+    for (const auto& [width, height, missing] : cases) {
         const unsigned pairs = width / 2;
         std::vector<std::uint32_t> frame;
         for (unsigned i = 0; i < pairs * height; ++i)
