@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 
-#include <cstring>
-
 #include "tests/video/on_board.h"
 #include "tests/video/scripted_video.h"
 
