@@ -78,6 +78,7 @@ TEST_F(CamRecCtrl, StillIsWholeOrNotThere) {
         Run([this, w = width] { controller->ChangeUVCResolution(false, w, w * 3 / 4); });
         const std::size_t before = OnCard().size();
         TakeStill();
+        EXPECT_EQ(board.Get(&Block::camera).width, faults == board::kSizeRefused ? 320U : static_cast<unsigned>(width));
         ASSERT_EQ(OnCard().size(), before + 1);
         const std::string still = board.Read(LastOnCard());
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(still.data());
