@@ -8,44 +8,32 @@
 
 namespace kernel_test {
 
-// Frame `number` of a camera at width x height, packed YUYV 4:2:2, grey unless `coloured`. Any thread.
-inline std::vector<std::uint8_t> CameraPicture(int width, int height, std::uint32_t number, bool coloured = true) {
-    constexpr std::uint8_t kNoChroma = 128;
-    constexpr int kColumns = 8;  // the number's bits, most significant first, at the left of the middle lines
-    constexpr int kRows = 4;
-    constexpr std::uint8_t kOne = 224;
-    constexpr std::uint8_t kZero = 32;
-    const int cell = height / 30;
-    const int left = cell;
-    const int top = (height - kRows * cell) / 2;
-    std::vector<std::uint8_t> picture(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 2);
-    std::uint8_t* at = picture.data();
+// Where the number's bits are, most significant first: in four rows of eight, at the left of the middle lines.
+struct NumberCells {
+    explicit NumberCells(int camera_height) : size(camera_height / 30) {}
+    int size;
+    int Left(int bit) const { return size * (1 + bit % 8); }
+    int Top(int bit, int height) const { return height / 2 + (bit / 8 - 2) * size; }
+};
+
+// Frame `number` of a camera at width x height, packed YUYV 4:2:2.
+inline std::vector<std::uint8_t> CameraPicture(int width, int height, std::uint32_t number) {
+    std::vector<std::uint8_t> picture;
+    picture.reserve(static_cast<std::size_t>(width * height * 2));
     for (int y = 0; y < height; ++y) {
         const auto v = static_cast<std::uint8_t>(112 + 32 * y / height);
         for (int x = 0; x < width; ++x) {
-            auto luma = static_cast<std::uint8_t>(48 + ((static_cast<std::uint32_t>(x + 2 * y) + 4 * number) & 127U));
-            const int column = (x - left) / cell;
-            const int row = (y - top) / cell;
-            if (x >= left && y >= top && column < kColumns && row < kRows)
-                luma = number >> static_cast<unsigned>(31 - row * kColumns - column) & 1U ? kOne : kZero;
-            *at++ = luma;
-            const std::uint8_t chroma = x % 2 == 0 ? static_cast<std::uint8_t>(112 + 32 * x / width) : v;
-            *at++ = coloured ? chroma : kNoChroma;
+            picture.push_back(
+                static_cast<std::uint8_t>(48 + ((static_cast<std::uint32_t>(x + 2 * y) + 4 * number) & 127U)));
+            picture.push_back(x % 2 == 0 ? static_cast<std::uint8_t>(112 + 32 * x / width) : v);
         }
     }
+    const NumberCells cells(height);
+    for (int bit = 0; bit < 32; ++bit)
+        for (int y = cells.Top(bit, height); y < cells.Top(bit, height) + cells.size; ++y)
+            for (int x = cells.Left(bit); x < cells.Left(bit) + cells.size; ++x)
+                picture[static_cast<std::size_t>(2 * (y * width + x))] = number << bit & 0x80000000 ? 224 : 32;
     return picture;
-}
-
-// The number in a picture's luma, row by row without gaps: all of the camera's picture, or what a zoom leaves of it.
-inline std::uint32_t NumberIn(const std::uint8_t* luma, int width, int height, int camera_height) {
-    const int cell = camera_height / 30;
-    std::uint32_t number = 0;
-    for (int bit = 0; bit < 32; ++bit) {
-        const int x = cell * (1 + bit % 8) + cell / 2;
-        const int y = height / 2 + (bit / 8 - 2) * cell + cell / 2;
-        number = number << 1U | (luma[y * width + x] > 128 ? 1U : 0U);
-    }
-    return number;
 }
 
 }  // namespace kernel_test

@@ -1,4 +1,4 @@
-// A USB camera for the kernel's own driver: a USB Video Class 1.0 device with YUYV at 320x240 and 640x480, 30 frames a
+// A USB camera for the kernel's own driver: a USB Video Class 1.0 device with YUYV at 640x480 and 320x240, 30 frames a
 // second, attached to the kernel's virtual host controller over USB/IP. The end of this process is the plug pulled out.
 #include <endian.h>
 #include <fcntl.h>
@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -19,39 +18,76 @@
 #include <string>
 #include <vector>
 
-#include "tests/kernel/guest/camera_controls.h"
 #include "tests/kernel/guest/camera_picture.h"
-#include "tests/kernel/guest/usb_video_descriptors.h"
 
 namespace {
 
-using namespace kernel_test;
+using Bytes = std::vector<std::uint8_t>;
 
-// USB/IP, protocol version 1.1.1: every field big-endian.
-constexpr std::uint32_t kCommandSubmit = 1;
-constexpr std::uint32_t kCommandUnlink = 2;
-constexpr std::uint32_t kReturnSubmit = 3;
-constexpr std::uint32_t kReturnUnlink = 4;
-constexpr std::size_t kHeaderWords = 12;
-constexpr std::int32_t kStall = -EPIPE;
-
+// What the camera tells of itself, in hexadecimal: USB 2.0 chapter 9, and USB Device Class Definition for Video Devices
+// 1.0. It has no name of its own; the driver calls it "UVC Camera".
+constexpr char kDevice[] = "12 01 0002 ef0201 40 6b1d 0201 0001 00 00 00 01";
+constexpr char kQualifier[] = "0a 06 0002 ef0201 40 01 00";
+constexpr char kConfiguration[] =
+    "09 02 c500 02 01 00 80 fa"                                            // the 197 bytes of all below, two interfaces
+    "08 0b 00 02 0e0300 00"                                                // that belong together
+    "09 04 00 00 00 0e0100 00"                                             // control:
+    "0d 24 01 0001 2700 006cdc02 01 01"                                    // UVC 1.0, 39 bytes, 48 MHz
+    "11 24 02 01 0102 00 00 0000 0000 0000 02 0000"                        // a camera without adjustments,
+    "09 24 03 03 0101 00 01 00"                                            // and its way to the host
+    "09 04 01 00 00 0e0200 00"                                             // streaming at rest: no bandwidth
+    "0e 24 01 01 6b00 81 00 03 00 00 00 01 00"                             // 107 bytes:
+    "1b 24 04 01 02 59555932 00001000 800000aa00389b71 10 01 00 00 00 00"  // YUY2 in two sizes, at 30 frames a second
+    "1e 24 05 01 00 8002 e001 0000ca08 0000ca08 00600900 15160500 01 15160500"
+    "1e 24 05 02 00 4001 f000 00803202 00803202 00580200 15160500 01 15160500"
+    "06 24 0d 01 01 04"         // BT.709 primaries and gamma, SMPTE 170M matrix
+    "09 04 01 01 01 0e0200 00"  // streaming, with three packets of 1024 bytes in every microframe
+    "07 05 81 05 0014 01";
+constexpr int kSizes[][2] = {{640, 480}, {320, 240}};
+constexpr std::int64_t kPeriodNs = 33333300;
 // A sensor's lines, as in VGA timing: 480 visible ones and the vertical blanking.
 constexpr int kAllLines = 525;
 constexpr int kBlankLines = 45;
 
-using Header = std::array<std::uint32_t, kHeaderWords>;
-enum HeaderWord { kCommand, kSequence, kDevice, kDirection, kEndpoint, kWord5, kWord6, kWord7, kWord8, kWord9, kSetup };
+Bytes FromHex(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), ' '), text.end());
+    Bytes bytes;
+    for (std::size_t i = 0; i < text.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
+    return bytes;
+}
 
-struct IsoPacket {
+// Requests of the standard and of the video class.
+enum : std::uint8_t { kGetDescriptor = 6, kSetInterface = 11, kSetCurrent = 0x01, kGetLength = 0x85, kGetInfo = 0x86 };
+
+// USB/IP, protocol version 1.1.1: every field but the set-up packet big-endian.
+enum Command : std::uint32_t { kSubmit = 1, kUnlink, kSubmitted, kUnlinked };
+enum Word { kCommand, kSequence, kDirection = 3, kEndpoint, kStatus, kLength, kPackets = 8, kSetup = 10, kWords = 12 };
+
+struct Setup {
+    std::uint8_t type, request;
+    std::uint16_t value, index, length;
+};
+
+struct Packet {
     std::uint32_t offset, length, actual_length, status;
 };
 
-// A request of the driver that is not answered yet.
-struct Request {
-    std::uint32_t sequence = 0;
-    std::uint32_t device = 0;
-    std::vector<IsoPacket> packets;
+// A request for pictures that is not answered yet.
+struct Waiting {
+    std::uint32_t sequence;
+    std::vector<Packet> packets;
 };
+
+// The camera's answer to what the host proposes, little-endian.
+struct __attribute__((packed)) StreamingControl {
+    std::uint16_t hint = 0;
+    std::uint8_t format = 1, frame = 1;
+    std::uint32_t interval = 333333;  // units of 100 ns
+    std::uint16_t rates[5] = {};
+    std::uint32_t frame_bytes = 640 * 480 * 2, payload_bytes = 3 * 1024;
+};
+static_assert(sizeof(StreamingControl) == 26, "as UVC 1.0 has it");
 
 std::int64_t NowNs() {
     timespec now{};
@@ -62,238 +98,158 @@ std::int64_t NowNs() {
 class UsbCamera {
   public:
     explicit UsbCamera(int socket) : socket_(socket) {}
-    void Run();
+    [[noreturn]] void Run();
 
   private:
     void Read(void* to, std::size_t size) const;
-    void Write(const void* from, std::size_t size) const;
+    void Reply(Command command, std::uint32_t sequence, int status, std::size_t length, const Bytes& data = {},
+               std::size_t packets = 0) const;
     void ReadRequest();
-    void Submit(const Header& header);
-    void Unlink(const Header& header);
-    void Answer(const Header& header, std::int32_t status, const std::vector<std::uint8_t>& data, bool in) const;
-    void Control(const Header& header, const std::vector<std::uint8_t>& sent);
-    bool StandardRequest(const SetupPacket& setup, std::vector<std::uint8_t>& data);
-    bool VideoRequest(const SetupPacket& setup, const std::vector<std::uint8_t>& sent, std::vector<std::uint8_t>& data);
-    void SelectAlternate(int alternate);
-    std::int64_t PeriodNs() const { return std::int64_t{commit_.frame_interval} * 100; }
+    bool Control(const Setup& setup, const Bytes& sent, Bytes& data);
     void BeginFrame();
-    void AnswerWithVideo();
+    void SendVideo();
 
     int socket_;
-    CameraControls controls_;
-    std::deque<Request> waiting_;
-    StreamingControl probe_ = DefaultStreamingControl();
-    StreamingControl commit_ = DefaultStreamingControl();
+    std::deque<Waiting> waiting_;
+    StreamingControl control_;
     bool streaming_ = false;
     std::int64_t next_frame_ns_ = 0;
     std::uint32_t number_ = 0;
     std::uint8_t frame_id_ = 0;
-    std::vector<std::uint8_t> frame_;
+    Bytes frame_;
     std::size_t sent_ = 0;  // bytes of frame_ that left
 };
 
 void UsbCamera::Read(void* to, std::size_t size) const {
-    auto* at = static_cast<char*>(to);
-    while (size > 0) {
-        const ssize_t got = read(socket_, at, size);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) std::exit(EXIT_SUCCESS);  // the controller let the device go
-        at += got;
-        size -= static_cast<std::size_t>(got);
-    }
+    // Otherwise the controller let the device go.
+    if (size > 0 && recv(socket_, to, size, MSG_WAITALL) != static_cast<ssize_t>(size)) std::exit(EXIT_SUCCESS);
 }
 
-void UsbCamera::Write(const void* from, std::size_t size) const {
-    const auto* at = static_cast<const char*>(from);
-    while (size > 0) {
-        const ssize_t put = write(socket_, at, size);
-        if (put < 0 && errno == EINTR) continue;
-        if (put <= 0) std::exit(EXIT_SUCCESS);
-        at += put;
-        size -= static_cast<std::size_t>(put);
-    }
+void UsbCamera::Reply(Command command, std::uint32_t sequence, int status, std::size_t length, const Bytes& data,
+                      std::size_t packets) const {
+    std::array<std::uint32_t, kWords> header{};
+    header[kCommand] = htobe32(command);
+    header[kSequence] = htobe32(sequence);
+    header[kStatus] = htobe32(static_cast<std::uint32_t>(status));
+    header[kLength] = htobe32(static_cast<std::uint32_t>(length));
+    header[kPackets] = htobe32(static_cast<std::uint32_t>(packets));
+    Bytes all(sizeof header);
+    std::memcpy(all.data(), header.data(), sizeof header);
+    all.insert(all.end(), data.begin(), data.end());
+    if (send(socket_, all.data(), all.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(all.size()))
+        std::exit(EXIT_SUCCESS);
 }
 
 void UsbCamera::Run() {
     for (;;) {
         const bool sending = streaming_ && !waiting_.empty();
-        int timeout_ms = -1;
-        if (sending)
-            timeout_ms = sent_ < frame_.size()
-                             ? 0
-                             : static_cast<int>(std::max<std::int64_t>(0, next_frame_ns_ - NowNs() + 999999) / 1000000);
+        int timeout_ms = sending ? 0 : -1;
+        if (sending && sent_ == frame_.size())
+            timeout_ms = static_cast<int>(std::max<std::int64_t>(0, next_frame_ns_ - NowNs() + 999999) / 1000000);
         pollfd ready{socket_, POLLIN, 0};
         if (poll(&ready, 1, timeout_ms) > 0) {
             ReadRequest();
-            continue;
+        } else if (sending) {
+            if (sent_ == frame_.size() && NowNs() >= next_frame_ns_) BeginFrame();
+            if (sent_ < frame_.size()) SendVideo();
         }
-        if (!sending) continue;
-        if (sent_ == frame_.size() && NowNs() >= next_frame_ns_) BeginFrame();
-        if (sent_ < frame_.size()) AnswerWithVideo();
     }
 }
 
 void UsbCamera::BeginFrame() {
-    const std::int64_t period_ns = PeriodNs();
-    next_frame_ns_ = std::max(next_frame_ns_ + period_ns, NowNs() - period_ns);
-    const FrameSize size = SizeOfFrame(commit_.frame_index);
-    frame_ = CameraPicture(size.width, size.height, ++number_, controls_.IsColoured());
+    next_frame_ns_ = std::max(next_frame_ns_ + kPeriodNs, NowNs() - kPeriodNs);
+    const auto& [width, height] = kSizes[control_.frame - 1];
+    frame_ = kernel_test::CameraPicture(width, height, ++number_);
     frame_id_ ^= 1U;
     sent_ = 0;
 }
 
-void UsbCamera::AnswerWithVideo() {
+void UsbCamera::SendVideo() {
     constexpr std::size_t kPayloadHeader = 2;
     constexpr std::uint8_t kEndOfFrame = 2;
-    Request request = std::move(waiting_.front());
+    Waiting request = std::move(waiting_.front());
     waiting_.pop_front();
-    std::vector<std::uint8_t> data;
-    for (IsoPacket& packet : request.packets) {
-        packet.status = 0;
-        packet.actual_length = 0;
-        if (sent_ == frame_.size() || packet.length <= kPayloadHeader) continue;
-        const std::size_t part = std::min<std::size_t>(packet.length - kPayloadHeader, frame_.size() - sent_);
+    Bytes data;
+    for (Packet& packet : request.packets) {
+        const std::size_t room = be32toh(packet.length);
+        packet.actual_length = packet.status = 0;
+        if (sent_ == frame_.size() || room <= kPayloadHeader) continue;
+        const std::size_t part = std::min(room - kPayloadHeader, frame_.size() - sent_);
         const bool last = sent_ + part == frame_.size();
         data.push_back(kPayloadHeader);
         data.push_back(static_cast<std::uint8_t>(0x80U | frame_id_ | (last ? kEndOfFrame : 0U)));
-        data.insert(data.end(), frame_.begin() + static_cast<std::ptrdiff_t>(sent_),
-                    frame_.begin() + static_cast<std::ptrdiff_t>(sent_ + part));
-        packet.actual_length = static_cast<std::uint32_t>(part + kPayloadHeader);
+        const auto from = frame_.begin() + static_cast<std::ptrdiff_t>(sent_);
+        data.insert(data.end(), from, from + static_cast<std::ptrdiff_t>(part));
+        packet.actual_length = htobe32(static_cast<std::uint32_t>(part + kPayloadHeader));
         sent_ += part;
         // However late it is: no sensor begins a frame sooner.
-        if (last) next_frame_ns_ = std::max(next_frame_ns_, NowNs() + PeriodNs() * kBlankLines / kAllLines);
+        if (last) next_frame_ns_ = std::max(next_frame_ns_, NowNs() + kPeriodNs * kBlankLines / kAllLines);
     }
-    Header answer{};
-    answer[kCommand] = kReturnSubmit;
-    answer[kSequence] = request.sequence;
-    answer[kWord6] = static_cast<std::uint32_t>(data.size());
-    answer[kWord8] = static_cast<std::uint32_t>(request.packets.size());
-    for (std::uint32_t& word : answer)
-        word = htobe32(word);
-    for (IsoPacket& packet : request.packets)
-        packet = {htobe32(packet.offset), htobe32(packet.length), htobe32(packet.actual_length), 0};
-    std::vector<std::uint8_t> all(sizeof answer);
-    std::memcpy(all.data(), answer.data(), sizeof answer);
-    all.insert(all.end(), data.begin(), data.end());
+    const std::size_t length = data.size();
     const auto* packets = reinterpret_cast<const std::uint8_t*>(request.packets.data());
-    all.insert(all.end(), packets, packets + request.packets.size() * sizeof(IsoPacket));
-    Write(all.data(), all.size());
+    data.insert(data.end(), packets, packets + request.packets.size() * sizeof(Packet));
+    Reply(kSubmitted, request.sequence, 0, length, data, request.packets.size());
 }
 
 void UsbCamera::ReadRequest() {
-    Header header;
+    std::array<std::uint32_t, kWords> header;
     Read(header.data(), sizeof header);
-    for (std::size_t i = 0; i < kSetup; ++i)
-        header[i] = be32toh(header[i]);
-    if (header[kCommand] == kCommandSubmit) {
-        Submit(header);
-    } else if (header[kCommand] == kCommandUnlink) {
-        Unlink(header);
-    } else {
-        std::fprintf(stderr, "usb_camera: unknown command %u\n", header[kCommand]);
-        std::exit(EXIT_FAILURE);
-    }
-}
-
-void UsbCamera::Submit(const Header& header) {
-    const bool in = header[kDirection] != 0;
-    std::vector<std::uint8_t> sent(in ? 0 : header[kWord6]);
-    Read(sent.data(), sent.size());
-    if (header[kEndpoint] == 0) {
-        Control(header, sent);
+    const auto word = [&](Word which) { return be32toh(header[which]); };
+    const std::uint32_t sequence = word(kSequence);
+    if (word(kCommand) == kUnlink) {
+        const std::uint32_t unlinked = word(kStatus);  // at this place
+        const auto found = std::find_if(waiting_.begin(), waiting_.end(),
+                                        [&](const Waiting& request) { return request.sequence == unlinked; });
+        Reply(kUnlinked, sequence, found != waiting_.end() ? -ECONNRESET : 0, 0);
+        if (found != waiting_.end()) waiting_.erase(found);
         return;
     }
-    Request request{header[kSequence], header[kDevice], {}};
-    request.packets.resize(header[kWord8] == 0xFFFFFFFF ? 0 : header[kWord8]);
-    Read(request.packets.data(), request.packets.size() * sizeof(IsoPacket));
-    for (IsoPacket& packet : request.packets)
-        packet = {be32toh(packet.offset), be32toh(packet.length), 0, 0};
-    waiting_.push_back(std::move(request));
-}
-
-void UsbCamera::Unlink(const Header& header) {
-    const auto is_it = [&](const Request& request) { return request.sequence == header[kWord5]; };
-    const auto found = std::find_if(waiting_.begin(), waiting_.end(), is_it);
-    Header answer{};
-    answer[kCommand] = htobe32(kReturnUnlink);
-    answer[kSequence] = htobe32(header[kSequence]);
-    if (found != waiting_.end()) {
-        waiting_.erase(found);
-        answer[kWord5] = htobe32(static_cast<std::uint32_t>(-ECONNRESET));
+    const bool in = word(kDirection) != 0;
+    Bytes sent(in ? 0 : word(kLength));
+    Read(sent.data(), sent.size());
+    if (word(kEndpoint) != 0) {
+        waiting_.push_back({sequence, std::vector<Packet>(word(kPackets))});
+        Read(waiting_.back().packets.data(), waiting_.back().packets.size() * sizeof(Packet));
+        return;
     }
-    Write(answer.data(), sizeof answer);
-}
-
-void UsbCamera::Answer(const Header& header, std::int32_t status, const std::vector<std::uint8_t>& data,
-                       bool in) const {
-    Header answer{};
-    answer[kCommand] = htobe32(kReturnSubmit);
-    answer[kSequence] = htobe32(header[kSequence]);
-    answer[kWord5] = htobe32(static_cast<std::uint32_t>(status));
-    answer[kWord6] = htobe32(in ? static_cast<std::uint32_t>(data.size()) : header[kWord6]);
-    Write(answer.data(), sizeof answer);
-    if (in) Write(data.data(), data.size());
-}
-
-void UsbCamera::Control(const Header& header, const std::vector<std::uint8_t>& sent) {
-    SetupPacket setup;
-    static_assert(sizeof setup == 8);
+    Setup setup;
     std::memcpy(&setup, &header[kSetup], sizeof setup);
-    setup.value = le16toh(setup.value);
-    setup.index = le16toh(setup.index);
-    setup.length = le16toh(setup.length);
-    std::vector<std::uint8_t> data;
-    const bool is_class = (setup.request_type & 0x60U) == 0x20U;
-    const bool known = is_class ? VideoRequest(setup, sent, data) : StandardRequest(setup, data);
+    Bytes data;
+    const int status = Control(setup, sent, data) ? 0 : -EPIPE;
     data.resize(std::min<std::size_t>(data.size(), setup.length));
-    Answer(header, known ? 0 : kStall, data, header[kDirection] != 0);
+    Reply(kSubmitted, sequence, status, in ? data.size() : sent.size(), data);
 }
 
-bool UsbCamera::StandardRequest(const SetupPacket& setup, std::vector<std::uint8_t>& data) {
-    switch (setup.request) {
-        case kGetStatus:
-            data = {0, 0};
-            return true;
-        case kGetDescriptor:
-            return FindDescriptor(setup.value, data);
-        case kSetInterface:
-            if (setup.index == kStreamingInterface) SelectAlternate(setup.value);
-            return true;
-        case kSetConfiguration:
-        case kClearFeature:
-        case kSetFeature:
-            return true;
-        default:
-            return false;
-    }
-}
-
-void UsbCamera::SelectAlternate(int alternate) {
-    streaming_ = alternate != 0;
-    frame_.clear();
-    sent_ = 0;
-    next_frame_ns_ = NowNs();
-}
-
-bool UsbCamera::VideoRequest(const SetupPacket& setup, const std::vector<std::uint8_t>& sent,
-                             std::vector<std::uint8_t>& data) {
-    if ((setup.index & 0xFFU) == 0) return controls_.Answer(setup, sent, data);
-    const unsigned selector = setup.value >> 8U;
-    if ((setup.index & 0xFFU) != kStreamingInterface || (selector != 1 && selector != 2)) return false;
-    StreamingControl& control = selector == 1 ? probe_ : commit_;
-    if (setup.request == kSetCurrent) {
-        if (sent.size() < sizeof control) return false;
-        std::memcpy(&control, sent.data(), sizeof control);
-        Negotiate(control);
-        return true;
-    }
-    if (setup.request == kGetInfo) {
-        data = {3};
-    } else if (setup.request == kGetLength) {
-        data = {sizeof control, 0};
+// False for a request that the camera does not know.
+bool UsbCamera::Control(const Setup& setup, const Bytes& sent, Bytes& data) {
+    constexpr std::uint8_t kStreaming = 1;  // the interface
+    const bool is_class = (setup.type & 0x60U) == 0x20U;
+    if (is_class) {
+        if (setup.index != kStreaming) return false;
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(&control_);
+        if (setup.request == kSetCurrent) {
+            control_.frame = std::clamp<std::uint8_t>(sent.at(3), 1, 2);
+            const auto& [width, height] = kSizes[control_.frame - 1];
+            control_.frame_bytes = static_cast<std::uint32_t>(width * height * 2);
+        } else if (setup.request == kGetLength) {
+            data = {sizeof control_, 0};
+        } else if (setup.request == kGetInfo) {
+            data = {3};
+        } else {
+            data.assign(bytes, bytes + sizeof control_);
+        }
+    } else if (setup.request == kGetDescriptor) {
+        const std::string descriptors[] = {"", kDevice, kConfiguration, "", "", "", kQualifier};
+        const unsigned type = setup.value >> 8U;
+        if (type < std::size(descriptors)) data = FromHex(descriptors[type]);
+        return !data.empty();
+    } else if (setup.request == kSetInterface && setup.index == kStreaming) {
+        streaming_ = setup.value != 0;
+        frame_.clear();
+        sent_ = 0;
+        next_frame_ns_ = NowNs();
     } else {
-        const auto* bytes = reinterpret_cast<const std::uint8_t*>(&control);
-        data.assign(bytes, bytes + sizeof control);
+        data = {0, 0};  // its status, if it was asked for
     }
     return true;
 }
@@ -301,33 +257,21 @@ bool UsbCamera::VideoRequest(const SetupPacket& setup, const std::vector<std::ui
 // What to attach: port, socket, device and speed. A port whose last device was just pulled is busy for a moment.
 bool Attach(const std::string& what) {
     const int attach = open("/sys/devices/platform/vhci_hcd.0/attach", O_WRONLY);
-    if (attach < 0) return false;
-    bool attached = false;
-    for (int attempt = 0; attempt < 500 && !attached; ++attempt) {
-        attached = write(attach, what.data(), what.size()) >= 0;
-        if (!attached && errno != EBUSY) break;
-        if (!attached) usleep(10000);
+    for (int attempt = 0; attempt < 500; ++attempt) {
+        if (write(attach, what.data(), what.size()) >= 0) return close(attach) == 0;
+        if (errno != EBUSY) break;
+        usleep(10000);
     }
-    close(attach);
-    return attached;
+    return false;
 }
 
 }  // namespace
 
 int main() {
-    signal(SIGPIPE, SIG_IGN);
-    constexpr int kHighSpeed = 3;
-    constexpr int kDeviceId = 0x10002;
-    constexpr int kPort = 0;
+    constexpr char kHighSpeed[] = " 65538 3";
     int sockets[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) != 0) {
-        std::perror("usb_camera: socketpair");
-        return EXIT_FAILURE;
-    }
-    const std::string line = std::to_string(kPort) + " " + std::to_string(sockets[1]) + " " +
-                             std::to_string(kDeviceId) + " " + std::to_string(kHighSpeed);
-    if (!Attach(line)) {
-        std::perror("usb_camera: attach");
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) != 0 || !Attach("0 " + std::to_string(sockets[1]) + kHighSpeed)) {
+        std::perror("usb_camera");
         return EXIT_FAILURE;
     }
     close(sockets[1]);

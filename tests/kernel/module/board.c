@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0
 // The board's own devices for a virtual machine, as far as the PC's kernel lacks them: the pixel pipeline as a V4L2
-// output device, the lights, the battery, two GPIO lines, the power-off request, the USB port's role and the two
-// mass-storage units. What the program wrote is read from debugfs; what a board would sense is set there.
+// output device, the lights, the battery, the power-off request, the USB port's role and the two mass-storage units.
+// What the program wrote is read from debugfs; what a board would sense is set there.
 #include <linux/debugfs.h>
-#include <linux/gpio/driver.h>
 #include <linux/leds.h>
 #include <linux/miscdevice.h>
 #include <linux/module.h>
@@ -17,44 +16,29 @@
 MODULE_LICENSE("GPL");
 MODULE_DESCRIPTION("Devices of the inspection camera's board");
 
-static struct dentry *debug_dir;
+static u32 power_off_request;
+static u32 usb_role = 1; // what the role call answers: 1 host or idle, 0 device of a PC
+static u32 register_writes;
 
-// Power.
+// Power: a full battery, and no charger.
 
-static u32 battery_microvolts = 2046000;
-static u32 charger_online;
-
-static int battery_get(struct power_supply *supply, enum power_supply_property property,
-                       union power_supply_propval *value)
+static int supply_get(struct power_supply *supply, enum power_supply_property property,
+                      union power_supply_propval *value)
 {
-	if (property != POWER_SUPPLY_PROP_VOLTAGE_NOW)
-		return -EINVAL;
-	value->intval = (int)battery_microvolts;
+	value->intval = property == POWER_SUPPLY_PROP_VOLTAGE_NOW ? 2046000 : 0;
 	return 0;
 }
 
-static int charger_get(struct power_supply *supply, enum power_supply_property property,
-                       union power_supply_propval *value)
-{
-	if (property != POWER_SUPPLY_PROP_ONLINE)
-		return -EINVAL;
-	value->intval = charger_online != 0;
-	return 0;
-}
-
-static enum power_supply_property battery_properties[] = {POWER_SUPPLY_PROP_VOLTAGE_NOW};
-static enum power_supply_property charger_properties[] = {POWER_SUPPLY_PROP_ONLINE};
-static const struct power_supply_desc supply_descriptions[] = {
+static const enum power_supply_property battery_properties[] = {POWER_SUPPLY_PROP_VOLTAGE_NOW};
+static const enum power_supply_property charger_properties[] = {POWER_SUPPLY_PROP_ONLINE};
+static const struct power_supply_desc supplies[] = {
 	{.name = "battery", .type = POWER_SUPPLY_TYPE_BATTERY, .properties = battery_properties, .num_properties = 1,
-	 .get_property = battery_get, .no_thermal = true},
+	 .get_property = supply_get, .no_thermal = true},
 	{.name = "usb", .type = POWER_SUPPLY_TYPE_USB, .properties = charger_properties, .num_properties = 1,
-	 .get_property = charger_get, .no_thermal = true},
+	 .get_property = supply_get, .no_thermal = true},
 };
-static struct power_supply *supplies[ARRAY_SIZE(supply_descriptions)];
 
 // The request file: the board raises it, the program answers "0000" when it is ready to be switched off.
-
-static u32 power_off_request;
 
 static void switch_off(struct work_struct *work)
 {
@@ -69,10 +53,8 @@ static ssize_t poweroff_state_show(struct kobject *object, struct kobj_attribute
 static ssize_t poweroff_state_store(struct kobject *object, struct kobj_attribute *attribute, const char *text,
                                     size_t size)
 {
-	if (size >= 4 && !strncmp(text, "0000", 4)) {
-		pr_info("varno_board: switched off by the program\n");
+	if (size >= 4 && !strncmp(text, "0000", 4))
 		schedule_work(&switch_off_work);
-	}
 	return (ssize_t)size;
 }
 static struct kobj_attribute poweroff_state = __ATTR_RW(poweroff_state);
@@ -88,39 +70,7 @@ static struct led_classdev lights[] = {
 	{.name = "led-pwm0", .max_brightness = 255, .brightness_set = light_set},
 };
 
-// GPIO: both lines can be driven by the program, and sensed as set in debugfs.
-
-#define GPIO_BASE 96
-#define GPIO_COUNT 32
-#define TV_DETECT 21
-static u32 tv_cable;
-static u32 gpio_levels;
-
-static int line_input(struct gpio_chip *chip, unsigned int line)
-{
-	return 0;
-}
-static int line_output(struct gpio_chip *chip, unsigned int line, int level)
-{
-	gpio_levels = level ? gpio_levels | BIT(line) : gpio_levels & ~BIT(line);
-	return 0;
-}
-static int line_get(struct gpio_chip *chip, unsigned int line)
-{
-	return line == TV_DETECT ? tv_cable != 0 : (gpio_levels & BIT(line)) != 0;
-}
-static void line_set(struct gpio_chip *chip, unsigned int line, int level)
-{
-	line_output(chip, line, level);
-}
-static struct gpio_chip gpio = {
-	.label = "varno-gpio", .owner = THIS_MODULE, .base = GPIO_BASE, .ngpio = GPIO_COUNT,
-	.direction_input = line_input, .direction_output = line_output, .get = line_get, .set = line_set,
-};
-
 // The USB port: its role, and the file behind each mass-storage unit.
-
-static u32 usb_role = 1; // what the role call answers: 1 host or idle, 0 device of a PC
 
 static long role_ioctl(struct file *file, unsigned int command, unsigned long argument)
 {
@@ -159,7 +109,6 @@ static struct device gadget = {.init_name = "gadget", .release = release_nothing
 static struct device units[2] = {{.init_name = "gadget-lun0", .parent = &gadget, .release = release_nothing},
                                  {.init_name = "gadget-lun1", .parent = &gadget, .release = release_nothing}};
 
-static u32 register_writes;
 static ssize_t nextreg_state_store(struct device *device, struct device_attribute *attribute, const char *text,
                                    size_t size)
 {
@@ -186,40 +135,21 @@ static int add_units(void)
 	return error;
 }
 
-static int add_power(void)
-{
-	int i;
-
-	for (i = 0; i < ARRAY_SIZE(supplies); i++) {
-		supplies[i] = power_supply_register(NULL, &supply_descriptions[i], NULL);
-		if (IS_ERR(supplies[i]))
-			return PTR_ERR(supplies[i]);
-	}
-	board_object = kobject_create_and_add("varno_board", kernel_kobj);
-	return board_object ? sysfs_create_file(board_object, &poweroff_state.attr) : -ENOMEM;
-}
-
-static void add_settings(void)
-{
-	debugfs_create_u32("battery_microvolts", 0600, debug_dir, &battery_microvolts);
-	debugfs_create_u32("charger_online", 0600, debug_dir, &charger_online);
-	debugfs_create_u32("power_off_request", 0600, debug_dir, &power_off_request);
-	debugfs_create_u32("tv_cable", 0600, debug_dir, &tv_cable);
-	debugfs_create_u32("usb_role", 0600, debug_dir, &usb_role);
-	debugfs_create_u32("register_writes", 0400, debug_dir, &register_writes);
-}
-
 static int __init board_init(void)
 {
-	int i, error;
+	struct dentry *debug_dir = debugfs_create_dir("varno_board", NULL);
+	int i, error = 0;
 
-	debug_dir = debugfs_create_dir("varno_board", NULL);
-	add_settings();
-	error = add_power();
+	debugfs_create_u32("power_off_request", 0600, debug_dir, &power_off_request);
+	debugfs_create_u32("usb_role", 0600, debug_dir, &usb_role);
+	debugfs_create_u32("register_writes", 0400, debug_dir, &register_writes);
+	for (i = 0; !error && i < ARRAY_SIZE(supplies); i++)
+		error = PTR_ERR_OR_ZERO(power_supply_register(NULL, &supplies[i], NULL));
 	for (i = 0; !error && i < ARRAY_SIZE(lights); i++)
 		error = led_classdev_register(NULL, &lights[i]);
+	board_object = kobject_create_and_add("varno_board", kernel_kobj);
 	if (!error)
-		error = gpiochip_add_data(&gpio, NULL);
+		error = board_object ? sysfs_create_file(board_object, &poweroff_state.attr) : -ENOMEM;
 	if (!error)
 		error = misc_register(&role_device);
 	if (!error)
