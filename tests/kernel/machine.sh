@@ -5,7 +5,7 @@
 
 # boot [CARD-MIB [MEMORY-MIB [IMAGE]]]: with an empty card as one buys it.
 boot() {
-    local size=${1:-64}
+    local size=${1:-128}
     machine=$(mktemp -d "$place/machine.XXXXXX")
     truncate -s "${size}M" "$machine/card"
     sfdisk -q "$machine/card" <<<'start=2048, type=c'
@@ -80,15 +80,17 @@ qmp() {
         still_runs
         sleep 0.02
     done
-    ! tail -n 1 "$machine/monitor.log" | grep '"error"'
+    ! grep -E '^\{"(return|error)"' "$machine/monitor.log" | tail -n 1 | grep '"error"'
 }
 answers() { grep -cE '^\{"(return|error)"' "$machine/monitor.log" || true; }
-# key NAME...: by the monitor's names. Down and up at once: one that is held while the host is busy would repeat.
+# key NAME...: by the monitor's names. Down and up at once: one that is held while the host is busy would repeat. What a
+# key asks for is begun before the next.
 key() {
     local name event
     for name; do
         event='{"type": "key", "data": {"down": true, "key": {"type": "qcode", "data": "'$name'"}}}'
         qmp input-send-event "{\"events\": [$event, ${event/true/false}]}"
+        [[ $name == "${!#}" ]] || guest 'usleep 300000'
     done
 }
 # What is in the framebuffer now, in the machine's folder.
@@ -98,11 +100,12 @@ insert_card() {
     qmp blockdev-change-medium "{\"id\": \"sd\", \"filename\": \"$machine/card\", \"format\": \"raw\"}"
 }
 
-# What a user does with the program.
+# From still mode: records, and once frames are on the card, does what is given: time inside may pass faster than outside.
 begin_video() {
     key f3 ret
-    guest 'in_state REC_VIDEO && patiently "[ \$(video_size) -gt $((20 * 320 * 240 * 2)) ]"'
+    guest 'in_state REC_VIDEO && patiently "[ \$(video_size) -gt $((20 * 320 * 240 * 2)) ]" && '"${1:-true}"
 }
+# Stays in video mode.
 end_video() {
     key ret
     guest 'in_state VIEW'

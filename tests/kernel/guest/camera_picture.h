@@ -16,23 +16,29 @@ struct NumberCells {
     int Top(int bit, int height) const { return height / 2 + (bit / 8 - 2) * size; }
 };
 
-// Frame `number` of a camera at width x height, packed YUYV 4:2:2.
+// Writes the number into a packed YUYV 4:2:2 picture.
+inline void WriteNumber(std::vector<std::uint8_t>& picture, int width, int height, std::uint32_t number) {
+    const NumberCells cells(height);
+    for (int bit = 0; bit < 32; ++bit)
+        for (int y = cells.Top(bit, height); y < cells.Top(bit, height) + cells.size; ++y)
+            for (int x = cells.Left(bit); x < cells.Left(bit) + cells.size; ++x)
+                picture[static_cast<std::size_t>(2 * (y * width + x))] = number << bit & 0x80000000 ? 224 : 32;
+}
+
+// Frame `number` of a camera at width x height. But for the number, it is that of 32 frames before.
+constexpr std::uint32_t kPictures = 32;
 inline std::vector<std::uint8_t> CameraPicture(int width, int height, std::uint32_t number) {
     std::vector<std::uint8_t> picture;
     picture.reserve(static_cast<std::size_t>(width * height * 2));
     for (int y = 0; y < height; ++y) {
         const auto v = static_cast<std::uint8_t>(112 + 32 * y / height);
         for (int x = 0; x < width; ++x) {
-            picture.push_back(
-                static_cast<std::uint8_t>(48 + ((static_cast<std::uint32_t>(x + 2 * y) + 4 * number) & 127U)));
+            const std::uint32_t moved = static_cast<std::uint32_t>(x + 2 * y) + 128 / kPictures * number;
+            picture.push_back(static_cast<std::uint8_t>(48 + (moved & 127U)));
             picture.push_back(x % 2 == 0 ? static_cast<std::uint8_t>(112 + 32 * x / width) : v);
         }
     }
-    const NumberCells cells(height);
-    for (int bit = 0; bit < 32; ++bit)
-        for (int y = cells.Top(bit, height); y < cells.Top(bit, height) + cells.size; ++y)
-            for (int x = cells.Left(bit); x < cells.Left(bit) + cells.size; ++x)
-                picture[static_cast<std::size_t>(2 * (y * width + x))] = number << bit & 0x80000000 ? 224 : 32;
+    WriteNumber(picture, width, height, number);
     return picture;
 }
 
