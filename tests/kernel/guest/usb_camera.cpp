@@ -27,7 +27,6 @@ using Bytes = std::vector<std::uint8_t>;
 // What the camera tells of itself, in hexadecimal: USB 2.0 chapter 9, and USB Device Class Definition for Video Devices
 // 1.0. It has no name of its own; the driver calls it "UVC Camera".
 constexpr char kDevice[] = "12 01 0002 ef0201 40 6b1d 0201 0001 00 00 00 01";
-constexpr char kQualifier[] = "0a 06 0002 ef0201 40 01 00";
 constexpr char kConfiguration[] =
     "09 02 c500 02 01 00 80 fa"                                            // the 197 bytes of all below, two interfaces
     "08 0b 00 02 0e0300 00"                                                // that belong together
@@ -244,9 +243,8 @@ bool UsbCamera::Control(const Setup& setup, const Bytes& sent, Bytes& data) {
             data.assign(bytes, bytes + sizeof control_);
         }
     } else if (setup.request == kGetDescriptor) {
-        const std::string descriptors[] = {"", kDevice, kConfiguration, "", "", "", kQualifier};
-        const unsigned type = setup.value >> 8U;
-        if (type < std::size(descriptors)) data = FromHex(descriptors[type]);
+        const int type = setup.value >> 8U;
+        data = FromHex(type == 1 ? kDevice : type == 2 ? kConfiguration : "");
         return !data.empty();
     } else if (setup.request == kSetInterface && setup.index == kStreaming) {
         streaming_ = setup.value != 0;

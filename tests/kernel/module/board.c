@@ -14,7 +14,6 @@
 #include "pixel_pipeline.h"
 
 MODULE_LICENSE("GPL");
-MODULE_DESCRIPTION("Devices of the inspection camera's board");
 
 static u32 power_off_request;
 static u32 usb_role = 1; // what the role call answers: 1 host or idle, 0 device of a PC
@@ -58,7 +57,6 @@ static ssize_t poweroff_state_store(struct kobject *object, struct kobj_attribut
 	return (ssize_t)size;
 }
 static struct kobj_attribute poweroff_state = __ATTR_RW(poweroff_state);
-static struct kobject *board_object;
 
 // Lights.
 
@@ -82,32 +80,38 @@ static long role_ioctl(struct file *file, unsigned int command, unsigned long ar
 		return -EFAULT;
 	return role;
 }
-static const struct file_operations role_operations = {
-	.owner = THIS_MODULE, .unlocked_ioctl = role_ioctl, .compat_ioctl = role_ioctl};
+static const struct file_operations role_operations = {.owner = THIS_MODULE, .unlocked_ioctl = role_ioctl};
 static struct miscdevice role_device = {.minor = MISC_DYNAMIC_MINOR, .name = "fsl_otg", .fops = &role_operations};
 
+static struct kobject *units[2];
 static char unit_files[2][PATH_MAX];
 
-static ssize_t file_show(struct device *device, struct device_attribute *attribute, char *text)
+static ssize_t file_show(struct kobject *unit, struct kobj_attribute *attribute, char *text)
 {
-	return sysfs_emit(text, "%s", (char *)dev_get_drvdata(device));
+	return sysfs_emit(text, "%s", unit_files[unit == units[1]]);
 }
-static ssize_t file_store(struct device *device, struct device_attribute *attribute, const char *text, size_t size)
+static ssize_t file_store(struct kobject *unit, struct kobj_attribute *attribute, const char *text, size_t size)
 {
-	strscpy(dev_get_drvdata(device), text, PATH_MAX);
-	sysfs_notify(&device->kobj, NULL, "file");
+	strscpy(unit_files[unit == units[1]], text, PATH_MAX);
 	return (ssize_t)size;
 }
-static DEVICE_ATTR_RW(file);
+static struct kobj_attribute unit_file = __ATTR_RW(file);
 
-static void release_nothing(struct device *device)
+static int add_units(void)
 {
+	static const char *const names[] = {"gadget-lun0", "gadget-lun1"};
+	struct platform_device *controller = platform_device_register_simple("fsl-usb2-udc", PLATFORM_DEVID_NONE, NULL, 0);
+	struct kobject *gadget = IS_ERR(controller) ? NULL : kobject_create_and_add("gadget", &controller->dev.kobj);
+	int i, error = gadget ? 0 : -ENOMEM;
+
+	for (i = 0; !error && i < 2; i++) {
+		units[i] = kobject_create_and_add(names[i], gadget);
+		error = units[i] ? sysfs_create_file(units[i], &unit_file.attr) : -ENOMEM;
+	}
+	return error;
 }
-static struct platform_device *controller;
-static struct platform_device *pipeline_device;
-static struct device gadget = {.init_name = "gadget", .release = release_nothing};
-static struct device units[2] = {{.init_name = "gadget-lun0", .parent = &gadget, .release = release_nothing},
-                                 {.init_name = "gadget-lun1", .parent = &gadget, .release = release_nothing}};
+
+// The register file beside the pixel pipeline, for writing alone.
 
 static ssize_t nextreg_state_store(struct device *device, struct device_attribute *attribute, const char *text,
                                    size_t size)
@@ -117,28 +121,12 @@ static ssize_t nextreg_state_store(struct device *device, struct device_attribut
 }
 static DEVICE_ATTR_WO(nextreg_state);
 
-static int add_units(void)
-{
-	int i, error;
-
-	controller = platform_device_register_simple("fsl-usb2-udc", PLATFORM_DEVID_NONE, NULL, 0);
-	if (IS_ERR(controller))
-		return PTR_ERR(controller);
-	gadget.parent = &controller->dev;
-	error = device_register(&gadget);
-	for (i = 0; !error && i < 2; i++) {
-		error = device_register(&units[i]);
-		dev_set_drvdata(&units[i], unit_files[i]);
-		if (!error)
-			error = device_create_file(&units[i], &dev_attr_file);
-	}
-	return error;
-}
-
 static int __init board_init(void)
 {
 	struct dentry *debug_dir = debugfs_create_dir("varno_board", NULL);
-	int i, error = 0;
+	struct kobject *board = kobject_create_and_add("varno_board", kernel_kobj);
+	struct platform_device *pipeline = platform_device_register_simple("mxs-pxp", 0, NULL, 0);
+	int i, error = board ? PTR_ERR_OR_ZERO(pipeline) : -ENOMEM;
 
 	debugfs_create_u32("power_off_request", 0600, debug_dir, &power_off_request);
 	debugfs_create_u32("usb_role", 0600, debug_dir, &usb_role);
@@ -147,21 +135,16 @@ static int __init board_init(void)
 		error = PTR_ERR_OR_ZERO(power_supply_register(NULL, &supplies[i], NULL));
 	for (i = 0; !error && i < ARRAY_SIZE(lights); i++)
 		error = led_classdev_register(NULL, &lights[i]);
-	board_object = kobject_create_and_add("varno_board", kernel_kobj);
 	if (!error)
-		error = board_object ? sysfs_create_file(board_object, &poweroff_state.attr) : -ENOMEM;
+		error = sysfs_create_file(board, &poweroff_state.attr);
 	if (!error)
 		error = misc_register(&role_device);
 	if (!error)
 		error = add_units();
-	if (!error) {
-		pipeline_device = platform_device_register_simple("mxs-pxp", 0, NULL, 0);
-		error = PTR_ERR_OR_ZERO(pipeline_device);
-	}
 	if (!error)
-		error = device_create_file(&pipeline_device->dev, &dev_attr_nextreg_state);
+		error = device_create_file(&pipeline->dev, &dev_attr_nextreg_state);
 	if (!error)
-		error = pixel_pipeline_add(&pipeline_device->dev, debug_dir);
+		error = pixel_pipeline_add(&pipeline->dev, debug_dir);
 	if (error)
 		panic("varno_board: %d", error);
 	return 0;

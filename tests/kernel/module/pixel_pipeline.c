@@ -57,7 +57,6 @@ static int querycap(struct file *file, void *handle, struct v4l2_capability *cap
 {
 	strscpy(capability->driver, "pxp", sizeof(capability->driver));
 	strscpy(capability->card, "PxP", sizeof(capability->card));
-	strscpy(capability->bus_info, "platform:mxs-pxp.0", sizeof(capability->bus_info));
 	return 0;
 }
 
@@ -120,8 +119,6 @@ static int set_selection(struct file *file, void *handle, struct v4l2_selection 
 
 static int enum_output(struct file *file, void *handle, struct v4l2_output *output)
 {
-	if (output->index > 1)
-		return -EINVAL;
 	strscpy(output->name, output->index ? "interface alone" : "video", sizeof(output->name));
 	return 0;
 }
@@ -140,43 +137,17 @@ static int set_output(struct file *file, void *handle, unsigned int output)
 	return 0;
 }
 
-static s32 *control_value(u32 id)
-{
-	int i = 0;
-
-	while (i < CONTROLS && control_ids[i] != id)
-		i++;
-	return i < CONTROLS ? &pxp.controls[i] : NULL;
-}
-
-static int query_control(struct file *file, void *handle, struct v4l2_queryctrl *query)
-{
-	if (!control_value(query->id))
-		return -EINVAL;
-	query->type = V4L2_CTRL_TYPE_INTEGER;
-	query->maximum = query->id == control_ids[ROTATION] ? 270 : 1;
-	query->step = query->id == control_ids[ROTATION] ? 90 : 1;
-	return 0;
-}
-
-static int get_control(struct file *file, void *handle, struct v4l2_control *control)
-{
-	const s32 *value = control_value(control->id);
-
-	if (!value)
-		return -EINVAL;
-	control->value = *value;
-	return 0;
-}
-
 static int set_control(struct file *file, void *handle, struct v4l2_control *control)
 {
-	s32 *value = control_value(control->id);
+	int i;
 
-	if (!value)
-		return -EINVAL;
-	*value = control->value;
-	return 0;
+	for (i = 0; i < CONTROLS; i++) {
+		if (control_ids[i] != control->id)
+			continue;
+		pxp.controls[i] = control->value;
+		return 0;
+	}
+	return -EINVAL;
 }
 
 static const struct v4l2_ioctl_ops node_calls = {
@@ -192,8 +163,6 @@ static const struct v4l2_ioctl_ops node_calls = {
 	.vidioc_enum_output = enum_output,
 	.vidioc_g_output = get_output,
 	.vidioc_s_output = set_output,
-	.vidioc_queryctrl = query_control,
-	.vidioc_g_ctrl = get_control,
 	.vidioc_s_ctrl = set_control,
 	.vidioc_reqbufs = vb2_ioctl_reqbufs,
 	.vidioc_querybuf = vb2_ioctl_querybuf,
