@@ -40,7 +40,7 @@ runs() { kill -0 "$qemu" 2>/dev/null; }
 still_runs() {
     runs || {
         echo "the machine has ended: $(end_reason)"
-        tail -n 20 "$machine/qemu.log" "$machine/console"
+        tail -n 50 "$machine/qemu.log" "$machine/console"
         return 1
     } >&2
 }
