@@ -1,7 +1,5 @@
 #include "tests/scenario/scenario.h"
 
-#include <png.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -12,6 +10,7 @@
 
 #include "board/picture_codec.h"
 #include "mwin/gdi_object.h"
+#include "mwin/picture_file.h"
 #include "mwin/timer.h"
 #include "mwin/window.h"
 #include "settings/varno_sv_setting.h"
@@ -26,22 +25,6 @@ namespace {
 constexpr int kWidth = board::kScreenWidth;
 constexpr int kHeight = board::kScreenHeight;
 
-bool ReadPng(const std::string& path, board::LcdPicture& picture) {
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    if (png_image_begin_read_from_file(&image, path.c_str()) == 0) return false;
-    image.format = PNG_FORMAT_BGRA;  // 0xAARRGGBB words of a little-endian PC
-    picture.resize(std::size_t{image.width} * image.height);
-    return png_image_finish_read(&image, nullptr, picture.data(), 0, nullptr) != 0 && image.width == kWidth &&
-           image.height == kHeight;
-}
-
-bool WritePng(const std::string& path, const board::LcdPicture& picture) {
-    std::ofstream file(path, std::ios::binary);
-    file << board::EncodePng(picture.data(), kWidth, kHeight);
-    return file.good();
-}
-
 std::size_t Entries(const char* folder) {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
@@ -55,25 +38,11 @@ std::string Held() {
 
 }  // namespace
 
-std::uint32_t Word(const std::string& bytes, std::size_t at) {
-    std::uint32_t value = 0;
-    for (unsigned i = 0; i < 4; ++i)
-        value |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes.at(at + i))) << 8 * i;
-    return value;
-}
-
 void ExpectWholeVideo(const std::string& content, unsigned frames) {
     ASSERT_GT(content.size(), 100U);
     EXPECT_EQ(content.substr(0, 4) + content.substr(8, 4), "RIFFAVI ");
-    EXPECT_EQ(Word(content, 4) + 8, content.size());
-    EXPECT_GE(Word(content, 48), frames);  // of the main header
-}
-
-int Count(const std::string& text, const std::string& part) {
-    int count = 0;
-    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-        ++count;
-    return count;
+    EXPECT_EQ(Read32(content, 4) + 8, content.size());
+    EXPECT_GE(Read32(content, 48), frames);  // of the main header
 }
 
 int KeyOf(char c) {
@@ -257,18 +226,19 @@ void ScenarioTest::ExpectLcd(const std::string& name) {
     const std::string path = source_directory + "/tests/scenario/reference/" + name + ".png";
     const board::LcdPicture picture = board.Lcd();
     if (g_updateReferences) {
-        ASSERT_TRUE(WritePng(path, picture));
+        std::ofstream(path, std::ios::binary) << board::EncodePng(picture.data(), kWidth, kHeight);
         std::cerr << "wrote " << path << "\n";
         return;
     }
-    board::LcdPicture reference;
-    ASSERT_TRUE(ReadPng(path, reference)) << path << " cannot be read; look at the LCD, then --update-references";
+    const mwin::Picture reference = mwin::LoadPicture(path.c_str());
+    ASSERT_EQ(reference.width * reference.height, kWidth * kHeight)
+        << path << ": look at the LCD, then --update-references";
     int different = 0;
     for (std::size_t i = 0; i < picture.size(); ++i)
-        different += ((picture[i] ^ reference[i]) & 0xFFFFFF) != 0 ? 1 : 0;
+        different += ((picture[i] ^ reference.pixels[i]) & 0xFFFFFF) != 0 ? 1 : 0;
     if (different == 0) return;
     const std::string actual = testing::TempDir() + "lcd_" + name + ".png";
-    WritePng(actual, picture);
+    std::ofstream(actual, std::ios::binary) << board::EncodePng(picture.data(), kWidth, kHeight);
     ADD_FAILURE() << different << " pixels differ from " << path << "; the LCD is in " << actual;
 }
 

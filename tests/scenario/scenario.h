@@ -10,12 +10,15 @@
 #include <vector>
 
 #include "mwin/windows.h"
+#include "tests/media/avi_file.h"
+#include "tests/support/printed.h"
 #include "tests/support/program_runner.h"
 #include "tests/support/virtual_board.h"
 
 namespace scenario {
 
 using namespace std::chrono_literals;
+using support::Count;
 
 constexpr std::uint32_t kKeyPixel = 0xFF010101;  // of the user interface: the video shows here
 
@@ -29,11 +32,8 @@ constexpr const char* kCardFolder = "/media/sd-mmcblk0p1/DCIM/";
 // The program's last words on a still.
 constexpr const char* kStillDone = "##########################################################\n";
 
-// A little-endian 32-bit number of a file.
-std::uint32_t Word(const std::string& bytes, std::size_t at);
 // A finished clip of at least so many frames.
 void ExpectWholeVideo(const std::string& content, unsigned frames);
-int Count(const std::string& text, const std::string& part);
 // The key that a character stands for: 1 to 4 are F1 to F4, E is Enter, ^ v < > are the arrows.
 int KeyOf(char c);
 

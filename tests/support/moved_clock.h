@@ -85,7 +85,7 @@ class MovedClock final : public board::BoardClock {
 };
 
 // The UI thread's clock over a moved one.
-class MovedUiClock final : public mwin::Clock {
+class MovedUiClock : public mwin::Clock {
   public:
     // `key_waits` answers whether a key waits; thread-safe.
     MovedUiClock(board::BoardClock& clock, std::function<bool()> key_waits)

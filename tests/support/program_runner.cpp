@@ -12,24 +12,19 @@
 
 namespace support {
 
-class ProgramRunner::UiClock final : public mwin::Clock {
+class ProgramRunner::UiClock final : public MovedUiClock {
   public:
-    UiClock(MovedClock& clock, const board::BlockKeys& keys) : inner_(clock, [&keys] { return keys.KeyWaits(); }) {}
-
-    std::uint32_t TickCount() override { return inner_.TickCount(); }
+    using MovedUiClock::MovedUiClock;
     void Wait(int timeout_ms) override {
-        inner_.Wait(timeout_ms);
+        MovedUiClock::Wait(timeout_ms);
         if (quits_.exchange(false)) PostQuitMessage(0);
     }
-    void Wake() override { inner_.Wake(); }
-
     void Quit() {
         quits_ = true;
         Wake();
     }
 
   private:
-    MovedUiClock inner_;
     std::atomic<bool> quits_{false};
 };
 
@@ -69,7 +64,7 @@ ProgramRunner::ProgramRunner(VirtualBoard& board)
     : board_(board),
       screen_(board.Block()),
       keys_(board.Block()),
-      clock_(std::make_unique<UiClock>(board.Clock(), keys_)),
+      clock_(std::make_unique<UiClock>(board.Clock(), [this] { return keys_.KeyWaits(); })),
       capture_(std::make_unique<Capture>()),
       thread_(&ProgramRunner::Run, this) {}
 
@@ -87,8 +82,7 @@ void ProgramRunner::Run() {
 }
 
 void ProgramRunner::Press(int virtual_key) {
-    board::PushKey(board_.Block(), virtual_key, static_cast<int>(mwin::KeyEvent::Kind::Press));
-    board::PushKey(board_.Block(), virtual_key, static_cast<int>(mwin::KeyEvent::Kind::Release));
+    board_.PushKey(virtual_key);
     clock_->Wake();
     board_.Clock().Settle();
 }

@@ -48,6 +48,11 @@ class VirtualBoard {
     }
 
     void PlugCamera(bool plugged);
+    // Presses and releases a key (VK_…).
+    void PushKey(int virtual_key) {
+        for (const auto kind : {mwin::KeyEvent::Kind::Press, mwin::KeyEvent::Kind::Release})
+            board::PushKey(Block(), virtual_key, static_cast<int>(kind));
+    }
     void InsertCard(bool inserted) { board::InsertMedium(Block(), &board::Block::card, inserted); }
     void SetCameraFaults(std::uint32_t faults);
     // The last commands that the program ran, oldest first.
