@@ -54,6 +54,7 @@ TEST_F(LiveView, LeftAndRightSetTheLamp) {
         Keys("<");
         EXPECT_EQ(Lamp(), lamp);
     }
+    EXPECT_EQ(Printed("Error: CVarnoSVMain::ChangeBright\n"), 0);
     Advance(4900ms);
     EXPECT_GT(Drawn(kBrightBox), 0);
     Advance(200ms);

@@ -64,16 +64,11 @@ TEST_F(Media, AClipPlaysPausesAndStops) {
 
     Walk({{"E", "media_paused"}});
     EXPECT_EQ(Pxp().output, 1U);
-    const int paused = Frame();
-    EXPECT_EQ(paused, before);
     Advance(10s);
-    EXPECT_EQ(Frame(), paused);
+    EXPECT_EQ(Frame(), before);
     Keys("E");
     EXPECT_EQ(Pxp().output, 0U);
-    EXPECT_EQ(Frame(), paused);
-    Advance(200ms);
-    EXPECT_GE(Frame(), paused + 4);
-    EXPECT_LE(Frame(), paused + 5);
+    EXPECT_EQ(Frame(), before);
     EXPECT_THAT(Output(), HasSubstr("@#$10 ,0\n"));
 
     Walk({{"v", "media_stopped"}});
@@ -86,9 +81,8 @@ TEST_F(Media, AClipPlaysPausesAndStops) {
     {
         const board::BlockLock lock(board.Block());
         const std::uint8_t* video = board.Block().video;
-        constexpr int kPixels = 288 * 216;
-        EXPECT_EQ(std::count(video, video + kPixels, 0), kPixels) << "nothing of the clip is left";
-        EXPECT_EQ(std::count(video + kPixels, video + 2 * kPixels, 128), kPixels) << "nor of its colours";
+        constexpr int kBytes = 288 * 216 * 2;  // of luma, and of chroma with its sign
+        EXPECT_EQ(std::count(video, video + kBytes, 0), kBytes) << "nothing of the clip is left";
     }
     ExpectLiveView(2);
     EXPECT_EQ(Pxp().source_width, 288U);
@@ -156,17 +150,18 @@ TEST_F(Media, NeighboursOfAClip) {
 }
 
 TEST_F(Media, DeletingOneByOne) {
-    for (const char* name : {"a.jpg", "b.jpg", "c.jpg"})
-        board.Write(kCardFolder + std::string(name), Photo(64, 48, 1));
+    const std::string hostile = "a -rf `x`;rm *$(reboot)&|<>#~!\n'\"\\caf\xC3\xA9\xB0\xA1.jpg";
+    for (const std::string& name : {hostile, std::string("b.jpg"), std::string("c.jpg")})
+        board.Write(kCardFolder + name, Photo(64, 48, 1));
     PutClip("d.avi", 2);
     StartLive();
     OpenNavigation();
     OpenBrowser();
     Walk({{"2", "question_delete"}, {">", "question_delete_no"}});
     Keys("E");
-    EXPECT_THAT(CardFiles(), Contains("a.jpg")) << "no is no";
+    EXPECT_THAT(CardFiles(), Contains("b.jpg")) << "no is no";
     Keys(">2E");
-    EXPECT_THAT(CardFiles(), ElementsAre("a.jpg", "c.jpg", "d.avi"));
+    EXPECT_THAT(CardFiles(), ElementsAre(hostile, "c.jpg", "d.avi"));
     const std::string path = kCardFolder + std::string("b.jpg");
     EXPECT_THAT(board.Commands(), Contains("rm -f " + path));
     EXPECT_THAT(board.Commands(), Contains("sync " + path));
@@ -199,6 +194,11 @@ TEST_F(Media, WithoutACardTheInternalStorageIsUsed) {
     Keys(",1,,,,E,E2^v<>");  // there is no space, either
     ExpectLcd("media_no_medium");
     ExpectLiveView(2);
+    for (const char* keys : {"E", "3E"}) {
+        Keys(keys);
+        LeaveNoSpace();
+    }
+    ExpectLiveView();
 }
 
 TEST_F(Media, KeysPressedAheadFindTheirWay) {

@@ -14,6 +14,7 @@
 #include "mwin/timer.h"
 #include "mwin/window.h"
 #include "settings/varno_sv_setting.h"
+#include "sys/power.h"
 #include "video/v4l2_mxs_pxp_ctrl.h"
 
 namespace scenario {
@@ -59,7 +60,9 @@ ScenarioTest::ScenarioTest()
     tzset();
     std::string source = "file:" + source_directory + "/tests/scenario/reference/camera.png";
     board::SetCameraSource(board.Block(), source);
-    // The store outlives the tests before: it is to ask this one's board.
+    // What outlives the tests before: the battery's readings, and the store, which is to ask this one's board.
+    Varno::accul_index = 0;
+    Varno::g_firstAdc = true;
     CVarnoSVSetting::GetInstance().InitFSLOTG();
 }
 

@@ -121,10 +121,10 @@ TEST_F(Signals, EndTheProgramWhateverItDoes) {
         {"recording", {{"3E", recording}}},
         {"recording that ends", {{"3E", recording}, {"E", "REC_VIDEO_STOP_WAIT\n"}}},
         {"full card", {{"3E", recording}, {"$", stopped}}},
-        {"storage lent to a PC", {{"P", stopped}}},
         // These end it themselves.
         {"NTSC", {{"1", stopped}, {"E^EEE", "Exit varnosv"}}, "lcd_panel=tvenc_ntsc\n"},
         {"PAL", {{"1", stopped}, {"E^EvEE", "Exit varnosv"}}, "lcd_panel=tvenc_pal\n"},
+        {"storage lent to a PC", {{"P", stopped}}},
     };
     PutPhotos(2);
     PutClip("0.avi");
@@ -132,7 +132,6 @@ TEST_F(Signals, EndTheProgramWhateverItDoes) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.state);
         board.Write("/etc/lcdparams", "lcd_panel=ili9341\n");
-        Set(&board::Block::usb_host, false);
         board.PlugCamera(true);
         SetCardSpace(100000);
         const std::size_t files = CardFiles().size();

@@ -13,7 +13,15 @@ namespace {
 
 class Warnings : public MediaTest {
   protected:
-    std::int64_t Unsynced() { return board.Get(&board::Block::unsynced_bytes); }
+    // The program switches the device off; the recording before is whole.
+    void ExpectSavedAndOff(std::chrono::milliseconds limit) {
+        EXPECT_FALSE(board.Get(&board::Block::powered_off));
+        ASSERT_TRUE(program->RunUntil([this] { return board.Get(&board::Block::powered_off); }, limit));
+        EXPECT_EQ(board.Get(&board::Block::unsynced_bytes), 0);
+        EXPECT_EQ(Printed("SetPowerOffStatus\n"), 1);
+        EXPECT_THAT(CardFiles(), SizeIs(1));
+        ExpectWholeVideo(LastFile(".avi"), 40);
+    }
 };
 
 TEST_F(Warnings, LimitOfTheSpaceIs2048KiB) {
@@ -55,18 +63,6 @@ TEST_F(Warnings, LimitOfTheSpaceIs2048KiB) {
     ExpectWholeVideo(LastFile(".avi"), 40);
 }
 
-TEST_F(Warnings, WithoutAMediumNothingIsRecorded) {
-    board::InsertMedium(board.Block(), &board::Block::nand, false);
-    InsertCard(false);
-    Start();
-    for (const char* keys : {"", "E", "3E"}) {
-        Keys(keys);
-        LeaveNoSpace();
-        ExpectLiveView();
-    }
-    EXPECT_EQ(Printed("nand have not enough space\n"), 1);
-}
-
 TEST_F(Warnings, PowerSwitchSavesAndSwitchesOff) {
     StartLive();
     Keys("3");
@@ -75,12 +71,7 @@ TEST_F(Warnings, PowerSwitchSavesAndSwitchesOff) {
     ASSERT_TRUE(RunUntilState("STOP"));
     Keys("1.........");
     ExpectLcd("bye");
-    EXPECT_FALSE(board.Get(&board::Block::powered_off));
-    ASSERT_TRUE(program->RunUntil([this] { return board.Get(&board::Block::powered_off); }, 3200ms));
-    EXPECT_EQ(Unsynced(), 0);
-    EXPECT_EQ(Printed("SetPowerOffStatus\n"), 1);
-    EXPECT_THAT(CardFiles(), SizeIs(1));
-    ExpectWholeVideo(LastFile(".avi"), 40);
+    ExpectSavedAndOff(3200ms);
     // Only a test's board stays on: the request is not taken twice.
     Set(&board::Block::power_off_requested, true);
     ExpectLiveView();
@@ -97,11 +88,8 @@ TEST_F(Warnings, EmptyBatterySavesAndSwitchesOff) {
     RecordForAWhile();
     EXPECT_FALSE(board.Get(&board::Block::powered_off));
     Set(&board::Block::charger, false);
-    ASSERT_TRUE(program->RunUntil([this] { return board.Get(&board::Block::powered_off); }));
-    EXPECT_EQ(Unsynced(), 0);
-    EXPECT_THAT(Output(), HasSubstr("Voltage is too low!power off\nSetPowerOffStatus\n"));
-    EXPECT_THAT(CardFiles(), SizeIs(1));
-    ExpectWholeVideo(LastFile(".avi"), 40);
+    ExpectSavedAndOff(20s);
+    EXPECT_THAT(Output(), HasSubstr("Voltage is too low!power off\n"));
 }
 
 // A warning leaves what is below as it was; a PC closes it, and a question is then answered with no.

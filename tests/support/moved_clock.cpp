@@ -3,10 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -18,36 +20,24 @@ using std::chrono::nanoseconds;
 
 constexpr std::int64_t kStartSeconds = 1715947200;  // 2024-05-17 12:00:00 UTC
 constexpr std::int64_t kStartMonotonicSeconds = 1000;
-// Processor time that a thread may take until it rests, in ticks of usually 10 ms; counted like this, a busy machine
-// makes no difference. Then it is taken to be waiting busily, and gets a little at each step until it rests again.
-constexpr long kTicksUntilRest = 30 * VARNO_TEST_PATIENCE;
-constexpr long kTicksOfBusyWait = 1;
+// Milliseconds of processor time that a thread may take until it rests; counted like this, a busy machine makes no
+// difference. Then it is taken to be waiting busily, and gets a little at each step until it rests again.
+constexpr long kUntilRest = 300 * VARNO_TEST_PATIENCE;
+constexpr long kOfBusyWait = 5;
 constexpr std::chrono::microseconds kLookPeriod{200};
 
-// What the system tells of one thread of this process; nothing when the thread has ended.
-std::string Told(int thread, const char* file_name) {
-    char text[2048];
-    std::snprintf(text, sizeof text, "/proc/self/task/%d/%s", thread, file_name);
-    FILE* file = std::fopen(text, "re");
-    if (!file) return "";
-    const std::size_t length = std::fread(text, 1, sizeof text, file);
-    std::fclose(file);
-    return {text, length};
-}
-
-long ReadTicks(int thread) {
-    const std::string told = Told(thread, "stat");
-    const std::size_t name_end = told.rfind(')');  // the name may hold blanks itself
-    long user = 0;
-    long system = 0;
-    if (name_end != std::string::npos) {
-        std::sscanf(told.c_str() + name_end, ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system);
-    }
-    return user + system;
+// Milliseconds of processor time that a thread of this process has used, by the clock that the kernel has for each.
+long UsedTime(int thread) {
+    constexpr int kOfThread = 6;
+    std::timespec used{};
+    clock_gettime(~thread * 8 | kOfThread, &used);
+    return static_cast<long>(used.tv_sec * 1000 + used.tv_nsec / 1000000);
 }
 
 MovedClock::ThreadState ReadState(int thread) {
-    const std::string told = Told(thread, "status");
+    std::ostringstream status;  // stays empty when the thread has ended
+    status << std::ifstream("/proc/self/task/" + std::to_string(thread) + "/status").rdbuf();
+    const std::string told = status.str();
     const std::size_t name_end = told.find('\n');
     MovedClock::ThreadState state{};
     // Runnable, or waiting for a disk: it will go on by itself.
@@ -55,7 +45,7 @@ MovedClock::ThreadState ReadState(int thread) {
     const std::string counts = "voluntary_ctxt_switches:";  // and "nonvoluntary..."
     for (std::size_t at = name_end; (at = told.find(counts, at)) != told.npos; at += counts.size())
         state.switches += std::atol(told.c_str() + at + counts.size());
-    if (state.running) state.ticks = ReadTicks(thread);
+    if (state.running) state.used = UsedTime(thread);
     return state;
 }
 
@@ -139,7 +129,7 @@ void MovedClock::Step(nanoseconds limit) {
 // A thread that sleeps on the clock is at rest until the clock is moved. Any other is when two looks in a row show that
 // it does not run and did not run in between; the last look of one settling is the first of the next.
 void MovedClock::Settle() {
-    std::map<int, long> ticks_at_start;
+    std::map<int, long> used_at_start;
     for (;;) {
         // In this order: who sleeps by now makes no thread that would be missing from the list.
         const std::set<int> asleep = Asleep();
@@ -159,8 +149,8 @@ void MovedClock::Settle() {
                 same = same && before != looked_at_.end() && state.SameRest(before->second);
                 continue;
             }
-            const long used = state.ticks - ticks_at_start.emplace(thread, state.ticks).first->second;
-            const bool spent = used >= (spinning_.count(thread) ? kTicksOfBusyWait : kTicksUntilRest);
+            const long used = state.used - used_at_start.emplace(thread, state.used).first->second;
+            const bool spent = used >= (spinning_.count(thread) ? kOfBusyWait : kUntilRest);
             if (spent) spinning_.insert(thread);
             waiting += spent ? 0 : 1;
         }

@@ -47,7 +47,7 @@ class MovedClock final : public board::BoardClock {
     struct ThreadState {
         bool running;
         long switches;  // how often the thread has gone to sleep or was preempted
-        long ticks;     // of processor time used, while it runs
+        long used;      // processor time in milliseconds, while it runs
         bool SameRest(const ThreadState& last) const { return !running && !last.running && switches == last.switches; }
     };
 

@@ -1,9 +1,6 @@
 // What the sanitizers are told, in programs that are built with them.
 extern "C" {
 
-const char* __lsan_default_suppressions();
-const char* __tsan_default_options();
-
 // The font library keeps a few bytes of its first set-up.
 const char* __lsan_default_suppressions() {
     return "leak:libfontconfig\n";
