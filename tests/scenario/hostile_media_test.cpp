@@ -29,9 +29,6 @@ class HostileMedia : public MediaTest {
         OpenBrowser(video != video_ ? ">E" : "E");
         video_ = video;
     }
-    // Pixels in the first cell that are not the grey of an empty one, and in the view that are not black.
-    int Thumbnail() { return Unlike({6, 44, 104, 116}, 0xDEE2E6); }
-    int Lit() { return Unlike({0, 24, 320, 100}, 0); }
 
   private:
     bool video_ = false;  // is selected in the navigation
@@ -60,17 +57,10 @@ std::string OtherCodec() {
     return file;
 }
 // A clip of 15 frames a second that another program writes; nothing when that is not installed.
-std::string MadeBy(const std::string& command) {
-    return std::system((command + "clip.avi > /dev/null 2>&1").c_str()) == 0 ? ReadFile("clip.avi") : "";
-}
 std::string MadeByEncoder(const std::string& size) {
-    return MadeBy("ffmpeg -y -f lavfi -i testsrc=size=" + size +
-                  ":rate=15 -t 1 -c:v rawvideo -pix_fmt yuyv422 -vtag YUY2 ");
-}
-std::string MadeByPipeline() {
-    return MadeBy(
-        "gst-launch-1.0 -q videotestsrc num-buffers=15 ! "
-        "video/x-raw,format=YUY2,width=160,height=120,framerate=15/1 ! avimux ! filesink location=");
+    const std::string command = "ffmpeg -y -f lavfi -i testsrc=size=" + size +
+                                ":rate=15 -t 1 -c:v rawvideo -pix_fmt yuyv422 -vtag YUY2 clip.avi > /dev/null 2>&1";
+    return std::system(command.c_str()) == 0 ? ReadFile("clip.avi") : "";
 }
 std::string Cut(const std::string& file, std::size_t bytes) {
     return file.substr(0, bytes);
@@ -112,7 +102,6 @@ TEST_F(HostileMedia, EveryFileIsMetCalmly) {
         {"four gibibytes.avi", [] { return Avi(Yuy2(320, 240), Frames(153600)); }, true, true, "", 0xFFFFFFFF},
         {"encoded.avi", [] { return MadeByEncoder("320x240"); }, true, true, "Start playing fps(15.000000)"},
         {"encoded larger.avi", [] { return MadeByEncoder("640x360"); }, true, true, "Start playing fps(15.000000)"},
-        {"pipeline.avi", MadeByPipeline, true, true, "Start playing fps(15.000000)"},
     };
     StartLive();
     OpenNavigation();
@@ -131,9 +120,9 @@ TEST_F(HostileMedia, EveryFileIsMetCalmly) {
         const std::size_t from = Output().size();
         const long memory = PeakKib();
         OpenBrowserOf(fs::path(file.name).extension() == ".avi");
-        EXPECT_EQ(Thumbnail() > 0, file.thumbnail);
+        EXPECT_EQ(Unlike({6, 44, 104, 116}, 0xDEE2E6) > 0, file.thumbnail) << "in the first cell";
         Keys("E...");
-        EXPECT_EQ(Lit() > 0, file.view);
+        EXPECT_EQ(Unlike({0, 24, 320, 100}, 0) > 0, file.view) << "on black";
         Keys("E.E.^.v.>.E.");
         EXPECT_LT(PeakKib() - memory, 128 * 1024) << "KiB for one file";
         EXPECT_THAT(Since(from), HasSubstr(file.printed));

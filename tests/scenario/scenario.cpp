@@ -19,10 +19,10 @@
 
 namespace scenario {
 
-bool g_updateReferences = false;
-
 namespace {
 
+// The tests were asked to write reference pictures instead of comparing with them.
+bool g_updateReferences = false;
 constexpr int kWidth = board::kScreenWidth;
 constexpr int kHeight = board::kScreenHeight;
 
@@ -202,8 +202,7 @@ void ScenarioTest::SetCardSpace(int kib) {
 }
 
 void ScenarioTest::SlowCard(std::chrono::milliseconds write) {
-    const board::BlockLock lock(board.Block());
-    board.Block().card.write_ms = static_cast<std::uint32_t>(write.count());
+    board.Set(&board::Block::card, &board::MediumState::write_ms, static_cast<std::uint32_t>(write.count()));
 }
 
 std::string ScenarioTest::LastFile(const std::string& extension) {
@@ -255,13 +254,6 @@ void ScenarioTest::ExpectLcdAtTwelve(const std::string& name) {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--update-references") == 0) {
-            scenario::g_updateReferences = true;
-        } else {
-            std::cerr << "unknown option " << argv[i] << "\n";
-            return 2;
-        }
-    }
+    scenario::g_updateReferences = argc > 1 && std::strcmp(argv[1], "--update-references") == 0;
     return RUN_ALL_TESTS();
 }

@@ -37,9 +37,6 @@ void ExpectWholeVideo(const std::string& content, unsigned frames);
 // The key that a character stands for: 1 to 4 are F1 to F4, E is Enter, ^ v < > are the arrows.
 int KeyOf(char c);
 
-// True while the tests were asked to write reference pictures instead of comparing with them.
-extern bool g_updateReferences;
-
 class ScenarioTest : public testing::Test {
   protected:
     ScenarioTest();

@@ -146,7 +146,8 @@ void MovedClock::Settle() {
             if (!state.running) {
                 spinning_.erase(thread);
                 const auto before = looked_at_.find(thread);
-                same = same && before != looked_at_.end() && state.SameRest(before->second);
+                same = same && before != looked_at_.end() && !before->second.running &&
+                       before->second.switches == state.switches;
                 continue;
             }
             const long used = state.used - used_at_start.emplace(thread, state.used).first->second;

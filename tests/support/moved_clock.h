@@ -48,7 +48,6 @@ class MovedClock final : public board::BoardClock {
         bool running;
         long switches;  // how often the thread has gone to sleep or was preempted
         long used;      // processor time in milliseconds, while it runs
-        bool SameRest(const ThreadState& last) const { return !running && !last.running && switches == last.switches; }
     };
 
   private:

@@ -46,11 +46,6 @@ void VirtualBoard::PlugCamera(bool plugged) {
     Clock().Notify();
 }
 
-void VirtualBoard::SetCameraFaults(std::uint32_t faults) {
-    const board::BlockLock lock(Block());
-    Block().camera.faults = faults;
-}
-
 std::vector<std::string> VirtualBoard::Commands() {
     const board::BlockLock lock(Block());
     const board::CommandRing& ring = Block().commands;

@@ -41,10 +41,11 @@ class VirtualBoard {
         Block().*member = value;
     }
 
-    // One flag of a medium.
-    void Set(board::MediumState board::Block::*medium, bool board::MediumState::*flag, bool value) {
+    // A member of one part.
+    template <typename Part, typename Member>
+    void Set(Part board::Block::*part, Member Part::*member, Member value) {
         const board::BlockLock lock(Block());
-        Block().*medium.*flag = value;
+        Block().*part.*member = value;
     }
 
     void PlugCamera(bool plugged);
@@ -54,7 +55,7 @@ class VirtualBoard {
             board::PushKey(Block(), virtual_key, static_cast<int>(kind));
     }
     void InsertCard(bool inserted) { board::InsertMedium(Block(), &board::Block::card, inserted); }
-    void SetCameraFaults(std::uint32_t faults);
+    void SetCameraFaults(std::uint32_t faults) { Set(&board::Block::camera, &board::CameraState::faults, faults); }
     // The last commands that the program ran, oldest first.
     std::vector<std::string> Commands();
     // The LCD as it is now.
