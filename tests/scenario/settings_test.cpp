@@ -17,16 +17,11 @@ namespace {
 
 constexpr const char* kFile = "varnosvconf.xml";
 
-std::string Contents(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 class SettingsMenu : public MediaTest {
   protected:
     // A setting as the file has it.
     static std::string Stored(const std::string& key) {
-        const std::string file = Contents(kFile);
+        const std::string file = ReadFile(kFile);
         const std::string entry = "<Settings name=\"" + key + "\" value=\"";
         const std::size_t at = file.find(entry);
         if (at == std::string::npos) return "";
@@ -74,7 +69,7 @@ TEST_F(SettingsMenu, ReadsWellInEveryLanguage) {
 
 // A language that a user adds; its list has more rows than five.
 TEST_F(SettingsMenu, TakesALanguageThatTheFileGained) {
-    std::string file = Contents(source_directory + "/settings/varnosvconf.xml");
+    std::string file = ReadFile(source_directory + "/settings/varnosvconf.xml");
     file.replace(file.find("    </Item>\n</Varno>"), std::string::npos,
                  "<Languages name=\"zh\" fullname=\"中文\" id=\"5\"><StringTable ID=\"10001\" string=\"设置\"/>"
                  "<StringTable ID=\"10002\" string=\"高级设置\"/><StringTable ID=\"10003\" string=\"彩色或黑白\"/>"
@@ -89,7 +84,7 @@ TEST_F(SettingsMenu, TakesALanguageThatTheFileGained) {
     Keys(">E");
     ExpectLiveView(1);
     EXPECT_EQ(Stored("language"), "zh");
-    EXPECT_THAT(Contents(kFile).substr(Contents(kFile).find("中文")),
+    EXPECT_THAT(ReadFile(kFile).substr(ReadFile(kFile).find("中文")),
                 HasSubstr("ID=\"10006\" string=\"Date and Time\""));
     Restart();
     EXPECT_EQ(CVarnoSVSetting::GetInstance().GetLanguage(), 5);

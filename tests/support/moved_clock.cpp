@@ -103,17 +103,15 @@ void MovedClock::Notify() {
 void MovedClock::LetGo() {
     const std::lock_guard<std::mutex> lock(mutex_);
     let_go_ = true;
-    for (Sleeper* sleeper : sleepers_)
-        sleeper->Release();
-    sleepers_.clear();
+    ReleaseDue();
 }
 
 void MovedClock::ReleaseDue() {
     const nanoseconds now = Monotonic();
-    sleepers_.remove_if([now](Sleeper* sleeper) {
-        const bool due = sleeper->deadline <= now || (sleeper->ready && (*sleeper->ready)());
-        if (due) sleeper->Release();
-        return due;
+    sleepers_.remove_if([this, now](Sleeper* sleeper) {
+        sleeper->released = let_go_ || sleeper->deadline <= now || (sleeper->ready && (*sleeper->ready)());
+        if (sleeper->released) sleeper->woken.notify_one();
+        return sleeper->released;
     });
 }
 

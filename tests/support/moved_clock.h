@@ -57,10 +57,6 @@ class MovedClock final : public board::BoardClock {
         int thread;
         bool released;
         std::condition_variable woken;
-        void Release() {
-            released = true;
-            woken.notify_one();
-        }
     };
 
     bool Wait(std::chrono::nanoseconds deadline, const std::function<bool()>* ready);

@@ -10,23 +10,15 @@
 
 namespace support {
 namespace fs = std::filesystem;
-namespace {
-
-fs::path MakeFolder() {
-    std::string name = (fs::temp_directory_path() / "varno-board-XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
-    return name;
-}
-
-}  // namespace
-
-VirtualBoard::Parts& VirtualBoard::MakeParts(const fs::path& directory) {
+VirtualBoard::Parts& VirtualBoard::MakeParts() {
+    std::string folder = (fs::temp_directory_path() / "varno-board-XXXXXX").string();
+    if (!mkdtemp(folder.data())) throw std::runtime_error("no temporary folder");
     static auto* all = new std::vector<std::unique_ptr<Parts>>;
-    all->push_back(std::make_unique<Parts>(directory, fs::current_path()));
+    all->push_back(std::make_unique<Parts>(folder, fs::current_path()));
     return *all->back();
 }
 
-VirtualBoard::VirtualBoard() : directory_before_(fs::current_path()), parts_(MakeParts(MakeFolder())) {
+VirtualBoard::VirtualBoard() : directory_before_(fs::current_path()), parts_(MakeParts()) {
     std::string error;
     if (!Folder().Create(error)) throw std::runtime_error(error);
     fs::current_path(Folder().ProgramDirectory());

@@ -78,7 +78,7 @@ class VirtualBoard {
         board::VirtualKernel kernel;
     };
     std::string Resolve(const std::string& path);
-    static Parts& MakeParts(const std::filesystem::path& directory);
+    static Parts& MakeParts();
 
     const std::filesystem::path directory_before_;
     Parts& parts_;
