@@ -9,24 +9,17 @@
 #include <string>
 #include <vector>
 
-inline std::string Le32(std::uint32_t value) {
-    std::string bytes;
-    for (int shift = 0; shift < 32; shift += 8)
-        bytes += static_cast<char>(value >> shift);
-    return bytes;
-}
-
+// Numbers are stored as the machine that runs the tests has them in memory: the lowest byte first.
 inline std::string Words(std::initializer_list<std::uint32_t> values) {
-    std::string bytes;
-    for (const std::uint32_t value : values)
-        bytes += Le32(value);
-    return bytes;
+    return {reinterpret_cast<const char*>(values.begin()), 4 * values.size()};
+}
+inline std::string Le32(std::uint32_t value) {
+    return Words({value});
 }
 
 inline std::uint32_t Read32(const std::string& bytes, std::size_t at) {
     std::uint32_t value = 0;
-    for (std::size_t i = 4; i-- > 0;)
-        value = value << 8 | static_cast<unsigned char>(bytes.at(at + i));
+    bytes.copy(reinterpret_cast<char*>(&value), 4, at);
     return value;
 }
 

@@ -2,6 +2,7 @@
 
 #include "media/avilib_internal.h"
 #include "tests/media/media_test.h"
+#include "tests/support/printed.h"
 
 namespace {
 
@@ -62,14 +63,12 @@ TEST_F(AviReadTest, FilesAreReadAsFarAsTheyAreSound) {
         {"index beyond the end", Indexed(0xFFFFFFF0, 0xFFFFFFFF), both},
         {"index of another tag", Indexed(kBase, kBase + 20, "01db"), both},
         {"index of another length", File(Chunk("idx1", IndexRecord("00db", 16, kBase, 10))), both},
-        {"no index", File(), both},
         {"empty index", File(Chunk("idx1", "")), both},
         {"second index", Indexed(kBase, kBase + 20) + Chunk("idx1", Words({0, 0, 0, 0})), both, 0, 12.5, 1},
         {"record beyond the end", Behind(IndexRecord("00db", 0, 0xFFFFFFF0, 4)), one, 0, 12.5, 1},
         {"record that ends beyond the end", Behind(IndexRecord("00db", 0, kBase + 20, ~0U)), one, 0, 12.5, 1},
         {"record of another stream", Behind(IndexRecord("07wb", 0, kBase + 20, 6)), one, 0, 12.5, 1},
         {"half a record", Behind("00db" + Le32(0)), one, 0, 12.5, 1},
-        {"index cut by the end", Behind(IndexRecord("00dc", 0, kBase + 20, 6)).substr(0, kBase + 46), both},
         {"millions of records", File(Chunk("idx1", idle + Words({0, 0, 0, 0}))), {}, AVI_ERR_NO_MEM},
 
         {"eleven bytes", "RIFF1234AVI", {}, AVI_ERR_READ},
@@ -87,9 +86,6 @@ TEST_F(AviReadTest, FilesAreReadAsFarAsTheyAreSound) {
         {"in nested lists", Movi(List("rec ", kChunks)), both},
         {"list of nothing", Movi("LIST" + Le32(0) + "rec " + kChunks), both},
         {"upper-case frames", Movi(Chunk("00DB", "first frame") + Chunk("00dC", "second")), both},
-        {"movi size beyond the end", Movi(kChunks, ~0U), both},
-        {"chunk cut by the end", Movi(kChunks + "00db" + Le32(100) + "cut", 900), both},
-        {"only the pad byte cut", Movi(Chunk("00db", "odd").substr(0, 11), 900), {"odd"}},
         {"chunks behind the list", Movi(kChunks + Chunk("00db", "more"), 38), both},
         {"zeros behind the frames", Movi(kChunks + std::string(5000, '\0'), 9000), both},
         {"no frames", Movi("")},
@@ -115,9 +111,8 @@ TEST_F(AviReadTest, FilesAreReadAsFarAsTheyAreSound) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        testing::internal::CaptureStdout();
-        const AviHandle handle = Open(c.bytes);
-        const std::string printed = testing::internal::GetCapturedStdout();
+        AviHandle handle;
+        const std::string printed = support::Printed([&] { handle = Open(c.bytes); });
         avi_t* avi = handle.get();
         ASSERT_EQ(avi != nullptr, !c.frames.empty()) << AVI_strerror();
         EXPECT_EQ(m_kernel.OpenFiles(), avi ? 1 : 0);
@@ -160,23 +155,18 @@ TEST_F(AviReadTest, WhatAFileTells) {
         (Facts{-1, 6, -1, 0, 11, 6, -1, 2, 1, 0}));
 }
 
-TEST_F(AviReadTest, WithoutIndexOnlyChunksInOrder) {
-    const AviHandle handle = Open(Riff(kHeaderList + List("movi", Chunk("ix00", "junk") + List("rec ", kChunks))), 0);
+TEST_F(AviReadTest, WithoutIndexNoFrameIsKnown) {
+    // How many a header claims is believed as far as the file has room for them.
+    const std::string file = Streams(Stream("vids", kFormat, 1, 25, ~0U));
+    const AviHandle handle = Open(file, 0);
     avi_t* avi = handle.get();
     ASSERT_TRUE(avi);
     char buffer[11];
     int keyframe = 0;
-    long length = 0;
-    const auto read = [&](long room) { return AVI_read_data(avi, buffer, room, nullptr, 0, &length); };
     EXPECT_EQ((Facts{AVI_set_video_position(avi, 0), AVI_frame_size(avi, 0), AVI_read_audio(avi, buffer, 1),
-                     AVI_read_frame(avi, buffer, &keyframe), AVI_errno, read(11), read(5), length, read(11),
-                     AVI_seek_start(avi), read(11), AVI_get_video_position(avi)}),
-              (Facts{-1, -1, -1, -1, AVI_ERR_NO_IDX, 1, -2, 6, 0, 0, 1, 1}));
-    EXPECT_EQ(std::string(buffer, 11), "first frame");
-    // How many frames a header claims is believed as far as the file has room for them.
-    EXPECT_EQ(AVI_video_frames(avi), 2);
-    const std::string file = Streams(Stream("vids", kFormat, 1, 25, ~0U));
-    EXPECT_EQ(AVI_video_frames(Open(file, 0).get()), static_cast<int>(file.size() / 8));
+                     AVI_read_frame(avi, buffer, &keyframe), AVI_errno, AVI_video_frames(avi),
+                     AVI_video_frames(Open(File(), 0).get())}),
+              (Facts{-1, -1, -1, -1, AVI_ERR_NO_IDX, static_cast<long>(file.size() / 8), 2}));
 }
 
 TEST_F(AviReadTest, RecordingCutAnywhereKeepsItsFrames) {

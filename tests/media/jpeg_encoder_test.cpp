@@ -34,8 +34,7 @@ TEST(Jpeg, CompressesWhatTheTablesMakeOfTheFrame) {
             << "quality 100";
         const mwin::Picture picture =
             mwin::DecodeJpeg(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
-        EXPECT_EQ(picture.width, width);
-        EXPECT_EQ(picture.height, height);
+        EXPECT_EQ(std::pair(picture.width, picture.height), std::pair(width, height));
         if (width * height < 2) continue;
         // R = 150 + 1.370705 * 42, G = 150 - (37.677 * -28 + 698.001 * 42) / 1000, B = 150 - 1.732446 * 28
         ASSERT_TRUE(picture.pixels);

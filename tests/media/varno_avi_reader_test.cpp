@@ -42,9 +42,8 @@ TEST_F(ReaderTest, PositionsAndFrames) {
                      reader->ReadOneFrame(m_buffer, 0), reader->ReadFirstFrame(m_buffer, sizeof m_buffer),
                      reader->GetVideoMaxChunk(), reader->GetVideoWidth(), reader->GetVideoHeight()}),
               Facts(10, -1));
-    EXPECT_EQ(reader->GetVideoCompressor(), nullptr);
     EXPECT_EQ(reader->GetVideoFrameRate(), -1.0);
-    EXPECT_EQ(ClipFrame::CreateNew(*reader), nullptr);
+    EXPECT_FALSE(reader->GetVideoCompressor() || ClipFrame::CreateNew(*reader));
     EXPECT_EQ(m_kernel.OpenFiles(), 0);
 }
 
@@ -58,6 +57,7 @@ TEST_F(ReaderTest, FirstFrameNeedsNoIndex) {
         {"at once", first + Chunk("00db", "more"), 5},
         {"after others", Chunk("01wb", "sound") + Chunk("JUNK", "fill") + Chunk("00dc", "first"), 5},
         {"too large ones left out", Chunk("00db", std::string(65, 'x')) + first, 5},
+        {"in a list", Chunk("ix00", "index") + List("rec ", first), 5},
         {"after empty sound", Chunk("01wb", "") + first, 5},
         {"behind as many others as are looked at", sound + first, 5},
         {"behind one more", sound + Chunk("01wb", "sound") + first, -1},
@@ -110,9 +110,7 @@ TEST_F(ReaderTest, FramesOfAnyLength) {
         EXPECT_TRUE(frame->ReadFirst(*reader));
         const std::string first = picture();
         EXPECT_EQ(first.find('\x55') != std::string::npos, bytes >= 4);
-        if (height == 240 && bytes < kWhole) {
-            EXPECT_EQ(first.substr(kWhole - 2), std::string("\0\x80", 2));
-        }
+        EXPECT_TRUE(height != 240 || bytes >= kWhole || first.substr(kWhole - 2) == std::string("\0\x80", 2));
         EXPECT_TRUE(frame->ReadNext(*reader) && frame->ReadNext(*reader) && picture() == first);
         EXPECT_TRUE(frame->ReadNext(*reader));
         EXPECT_NE(picture().find('\x66'), std::string::npos);
