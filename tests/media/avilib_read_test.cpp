@@ -84,6 +84,7 @@ TEST_F(AviReadTest, FilesAreReadAsFarAsTheyAreSound) {
         {"header list that claims too much", Riff(kHeaderList + movi + "LIST" + Le32(~0U) + "hdrl"), both},
 
         {"in nested lists", Movi(List("rec ", kChunks)), both},
+        {"empty frame last", Movi(Chunk("00db", "first frame") + Chunk("00db", "")), {"first frame", ""}},
         {"list of nothing", Movi("LIST" + Le32(0) + "rec " + kChunks), both},
         {"upper-case frames", Movi(Chunk("00DB", "first frame") + Chunk("00dC", "second")), both},
         {"chunks behind the list", Movi(kChunks + Chunk("00db", "more"), 38), both},
