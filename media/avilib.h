@@ -168,6 +168,9 @@ avi_t* AVI_open_input_file(const char* filename, int getIndex);
 // The same on an open descriptor of a seekable file. The descriptor belongs to the library from here on, also on
 // failure.
 avi_t* AVI_open_fd(int fd, int getIndex);
+// Audio streams that the header of an open file names, however many; 0 where there is no header to be read. Opening a
+// file with more than AVI_MAX_TRACKS ends the process.
+int AVI_count_audio_streams(int fd);
 
 int AVI_video_frames(const avi_t* avi);
 int AVI_video_width(const avi_t* avi);

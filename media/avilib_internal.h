@@ -60,13 +60,16 @@ int avi_close_output_file(avi_t* avi);
 std::int64_t avi_read_at(const avi_t* avi, std::int64_t offset, void* buffer, std::size_t length);
 // Fills the handle from its descriptor. 0 or -1.
 int avi_parse_input_file(avi_t* avi, int getIndex);
-// Whether a chunk tag can be one: four printable characters. Anything else means that the chain of chunks is lost.
-bool avi_is_code(const unsigned char* tag);
+// Reads the header of the chunk at `*pos`, or behind the zero bytes that lie there, which become part of `*pos`;
+// `length` bytes of it, 8 or more. Bytes read, 0 where the chunks end, or -1.
+std::int64_t avi_read_header(const avi_t* avi, std::int64_t* pos, unsigned char* header, std::size_t length);
 // Most index records a file that is read may have; a file of tiny chunks must not eat the memory of a small machine.
 constexpr int AVI_MAX_INDEX = 1 << 20;
 // Chunks that are looked at one after the other, of whatever kind: a file of nothing but empty chunks must not keep its
 // reader busy for minutes.
 constexpr int AVI_MAX_CHUNKS = 2 * AVI_MAX_INDEX;
+// Most zero bytes between two chunks; a file of nothing else would have to be read from end to end.
+constexpr std::int64_t AVI_MAX_ZEROS = 1 << 20;
 // Refills `idx` by walking the chunks from movi_start to `end`. 0, or -1 with error 8.
 int avi_rebuild_index(avi_t* avi, std::int64_t end);
 

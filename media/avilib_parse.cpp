@@ -42,7 +42,7 @@ int ReadIndex(avi_t* avi, TopLevel* top, std::int64_t offset, std::uint32_t leng
     // A file cut within its index has all its frames: they are looked for instead.
     if (offset + std::int64_t{length} > avi->file_size) return 0;
     const std::size_t count = length / sizeof(avi_index_record);
-    if (count > static_cast<std::size_t>(AVI_MAX_INDEX)) return avi_fail(AVI_ERR_NO_MEM);
+    if (count > static_cast<std::size_t>(AVI_MAX_INDEX)) return avi_fail(AVI_ERR_SIZELIM);
     top->hasIndex = true;
     if (count == 0) return 0;
     const std::size_t bytes = count * sizeof(avi_index_record);
@@ -60,9 +60,9 @@ int WalkTopLevel(avi_t* avi, TopLevel* top) {
     std::int64_t pos = AVI_LIST_HEADER;
     for (int chunks = 0; chunks < AVI_MAX_CHUNKS; ++chunks) {
         unsigned char header[AVI_LIST_HEADER] = {};
-        const std::int64_t got = avi_read_at(avi, pos, header, sizeof header);
+        const std::int64_t got = avi_read_header(avi, &pos, header, sizeof header);
         if (got < 0) return avi_fail(AVI_ERR_READ);
-        if (got < std::int64_t{AVI_CHUNK_HEADER} || !avi_is_code(header)) return 0;
+        if (got < std::int64_t{AVI_CHUNK_HEADER}) return 0;
 
         const std::uint32_t length = avi_get32(header + 4);
         const std::int64_t data_at = pos + AVI_CHUNK_HEADER;
@@ -100,29 +100,36 @@ void SetTag(char* tag, int stream, const char* kind) {
     tag[3] = kind[1];
 }
 
-// The chunks of a header list one by one, nested lists stepped into.
+// Calls `visit` with tag, data and length of the chunks of a header list one by one, nested lists stepped into.
+template <typename Visit>
+void VisitHeaderList(const std::vector<unsigned char>& list, Visit visit) {
+    std::size_t at = 0;
+    while (list.size() - at >= AVI_CHUNK_HEADER) {
+        const unsigned char* chunk = list.data() + at;
+        const std::size_t left = list.size() - at - AVI_CHUNK_HEADER;
+        std::uint64_t step = AVI_LIST_HEADER;
+        if (!avi_same_code(chunk, "LIST", 4)) {
+            const std::uint32_t claimed = avi_get32(chunk + 4);
+            visit(chunk, chunk + AVI_CHUNK_HEADER, std::min<std::size_t>(claimed, left));
+            step = AVI_CHUNK_HEADER + avi_padded(claimed);
+        }
+        if (step > list.size() - at) break;
+        at += static_cast<std::size_t>(step);
+    }
+}
+
+// Takes the streams from a header list.
 class HeaderListParser {
   public:
     HeaderListParser(avi_t* avi, std::int64_t offset) : m_avi(avi), m_offset(offset) {}
 
     // Whether a video stream with a usable format was found.
-    bool Parse(const unsigned char* list, std::size_t length) {
-        std::size_t at = 0;
-        while (length - at >= AVI_CHUNK_HEADER) {
-            const unsigned char* chunk = list + at;
-            const std::size_t left = length - at - AVI_CHUNK_HEADER;
-            std::uint64_t step = AVI_LIST_HEADER;
-            if (!avi_same_code(chunk, "LIST", 4)) {
-                const std::uint32_t claimed = avi_get32(chunk + 4);
-                const std::size_t size = std::min<std::size_t>(claimed, left);
-                const std::int64_t data_at = m_offset + static_cast<std::int64_t>(at) + AVI_CHUNK_HEADER;
-                if (avi_same_code(chunk, "strh", 4)) StreamHeader(chunk + AVI_CHUNK_HEADER, size, data_at);
-                if (avi_same_code(chunk, "strf", 4)) StreamFormat(chunk + AVI_CHUNK_HEADER, size, data_at);
-                step = AVI_CHUNK_HEADER + avi_padded(claimed);
-            }
-            if (step > length - at) break;
-            at += static_cast<std::size_t>(step);
-        }
+    bool Parse(const std::vector<unsigned char>& list) {
+        VisitHeaderList(list, [&](const unsigned char* tag, const unsigned char* data, std::size_t size) {
+            const std::int64_t data_at = m_offset + (data - list.data());
+            if (avi_same_code(tag, "strh", 4)) StreamHeader(data, size, data_at);
+            if (avi_same_code(tag, "strf", 4)) StreamFormat(data, size, data_at);
+        });
         return m_avi->width > 0 && m_avi->height > 0;
     }
 
@@ -265,10 +272,6 @@ int BuildIndex(avi_t* avi, const TopLevel& top) {
 
 }  // namespace
 
-bool avi_is_code(const unsigned char* tag) {
-    return std::all_of(tag, tag + 4, [](unsigned char c) { return c >= 0x20 && c <= 0x7E; });
-}
-
 int avi_parse_input_file(avi_t* avi, int getIndex) {
     unsigned char riff[AVI_LIST_HEADER];
     if (avi_read_at(avi, 0, riff, sizeof riff) != std::int64_t{sizeof riff}) return avi_fail(AVI_ERR_READ);
@@ -281,7 +284,21 @@ int avi_parse_input_file(avi_t* avi, int getIndex) {
     if (!top.hasHeaderList) return avi_fail(AVI_ERR_NO_HDRL);
     if (!top.hasMovi) return avi_fail(AVI_ERR_NO_MOVI);
     HeaderListParser streams(avi, top.headerListAt);
-    if (!streams.Parse(top.headerList.data(), top.headerList.size())) return avi_fail(AVI_ERR_NO_VIDS);
+    if (!streams.Parse(top.headerList)) return avi_fail(AVI_ERR_NO_VIDS);
     if (getIndex && BuildIndex(avi, top) < 0) return -1;
     return AVI_seek_start(avi);
+}
+
+int AVI_count_audio_streams(int fd) {
+    avi_t avi;
+    avi.fdes = fd;
+    avi.file_size = lseek(fd, 0, SEEK_END);
+    TopLevel top;
+    top.hasIndex = true;  // not wanted
+    int streams = 0;
+    WalkTopLevel(&avi, &top);
+    VisitHeaderList(top.headerList, [&](const unsigned char* tag, const unsigned char* data, std::size_t size) {
+        if (avi_same_code(tag, "strh", 4) && size >= 8 && avi_same_code(data, "auds", 4)) ++streams;
+    });
+    return streams;
 }

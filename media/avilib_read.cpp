@@ -60,6 +60,21 @@ std::int64_t avi_read_at(const avi_t* avi, std::int64_t offset, void* buffer, st
     return static_cast<std::int64_t>(done);
 }
 
+std::int64_t avi_read_header(const avi_t* avi, std::int64_t* pos, unsigned char* header, std::size_t length) {
+    constexpr std::size_t kBlock = 512;
+    unsigned char block[kBlock];
+    for (std::int64_t skipped = 0; skipped <= AVI_MAX_ZEROS; skipped += kBlock) {
+        const std::int64_t got = avi_read_at(avi, *pos, header, length);
+        if (got < std::int64_t{AVI_CHUNK_HEADER} || avi_get32(header) != 0) return got;
+        const std::int64_t in_block = avi_read_at(avi, *pos, block, sizeof block);
+        if (in_block < 0) return -1;
+        unsigned char* end = block + in_block;
+        // Chunks begin at even offsets.
+        *pos += (std::find_if(&block[0], end, [](unsigned char c) { return c != 0; }) - block) & ~std::ptrdiff_t{1};
+    }
+    return 0;
+}
+
 avi_t* AVI_open_input_file(const char* filename, int getIndex) {
     const int fd = Varno::kernel().Open(filename, O_RDONLY);
     if (fd < 0) {
@@ -120,9 +135,9 @@ int AVI_read_data(avi_t* avi, char* video, long maxVideo, char* audio, long maxA
     *bytes = 0;
     for (int chunks = 0; chunks < AVI_MAX_CHUNKS; ++chunks) {
         unsigned char header[AVI_CHUNK_HEADER];
-        const std::int64_t got = avi_read_at(avi, avi->read_pos, header, sizeof header);
+        const std::int64_t got = avi_read_header(avi, &avi->read_pos, header, sizeof header);
         if (got < 0) return avi_fail(AVI_ERR_READ);
-        if (got < std::int64_t{sizeof header} || !avi_is_code(header)) return 0;
+        if (got < std::int64_t{sizeof header}) return 0;
         if (avi_same_code(header, "LIST", 4)) {
             avi->read_pos += AVI_LIST_HEADER;
             continue;

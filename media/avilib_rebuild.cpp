@@ -29,7 +29,8 @@ int ScanChunks(avi_t* avi, std::int64_t end) {
     std::int64_t pos = avi->movi_start;
     for (int chunks = 0; chunks < AVI_MAX_CHUNKS && pos + AVI_CHUNK_HEADER <= end; ++chunks) {
         unsigned char header[AVI_CHUNK_HEADER];
-        if (avi_read_at(avi, pos, header, sizeof header) != std::int64_t{sizeof header} || !avi_is_code(header)) break;
+        if (avi_read_header(avi, &pos, header, sizeof header) != std::int64_t{sizeof header}) break;
+        if (pos + AVI_CHUNK_HEADER > end) break;
         if (avi_same_code(header, "LIST", 4)) {
             pos += AVI_LIST_HEADER;
             continue;
@@ -38,7 +39,7 @@ int ScanChunks(avi_t* avi, std::int64_t end) {
         const std::int64_t data_end = pos + AVI_CHUNK_HEADER + std::int64_t{length};
         if (data_end > avi->file_size) break;  // the file's end cuts this chunk
         if (IsMediaTag(header)) {
-            if (avi->n_idx >= AVI_MAX_INDEX) return avi_fail(AVI_ERR_NO_MEM);
+            if (avi->n_idx >= AVI_MAX_INDEX) return avi_fail(AVI_ERR_SIZELIM);
             if (avi_add_index_entry(avi, header, 0, static_cast<std::uint32_t>(pos), length) < 0) return -1;
         }
         pos = data_end + (length & 1);

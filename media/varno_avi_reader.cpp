@@ -1,10 +1,13 @@
 #include "media/varno_avi_reader.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <memory>
 #include <new>
 
 #include "media/avilib.h"
+#include "sys/kernel.h"
 
 namespace {
 
@@ -26,7 +29,13 @@ CVarnoAVIReader::~CVarnoAVIReader() {
 bool CVarnoAVIReader::Open(const std::string& path, VarnoPixelFormat /*format*/, bool index) {
     if (path.empty()) return false;
     Close();
-    m_pAVIReader = AVI_open_input_file(path.c_str(), index ? 1 : 0);
+    const int fd = Varno::kernel().Open(path.c_str(), O_RDONLY);
+    if (fd < 0) return false;
+    if (AVI_count_audio_streams(fd) > AVI_MAX_TRACKS) {
+        Varno::kernel().Close(fd);
+        return false;
+    }
+    m_pAVIReader = AVI_open_fd(fd, index ? 1 : 0);
     return m_pAVIReader != nullptr;
 }
 
@@ -68,12 +77,14 @@ int CVarnoAVIReader::ReadOneFrame(char* buf, long index) {
 int CVarnoAVIReader::ReadFirstFrame(char* buf, long room) {
     if (!m_pAVIReader || AVI_seek_start(m_pAVIReader) < 0) return -1;
     constexpr int kVideo = 1;
-    constexpr int kAudio = 2;  // fits no room but that of an empty chunk
-    constexpr int kSkipped = -2;
-    long bytes = -1;
-    int kind = kSkipped;
-    for (int chunk = 0; (kind == kSkipped || kind == kAudio) && chunk < kMostChunksBefore; ++chunk) {
+    constexpr int kAudio = 2;
+    constexpr int kTooLong = -2;
+    long bytes = 0;
+    int kind = kAudio;
+    // No sound has room. What is longer than the room may be the first frame: a later one is not looked for.
+    for (int chunk = 0; chunk < kMostChunksBefore; ++chunk) {
         kind = AVI_read_data(m_pAVIReader, buf, room, nullptr, 0, &bytes);
+        if (kind != kAudio && (kind != kTooLong || bytes > room)) break;
     }
     AVI_seek_start(m_pAVIReader);
     return kind == kVideo ? static_cast<int>(bytes) : -1;

@@ -56,7 +56,7 @@ TEST_F(ReaderTest, FirstFrameNeedsNoIndex) {
     const std::tuple<const char*, std::string, int> cases[] = {
         {"at once", first + Chunk("00db", "more"), 5},
         {"after others", Chunk("01wb", "sound") + Chunk("JUNK", "fill") + Chunk("00dc", "first"), 5},
-        {"too large ones left out", Chunk("00db", std::string(65, 'x')) + first, 5},
+        {"a first one that is too large", Chunk("00db", std::string(65, 'x')) + first, -1},
         {"in a list", Chunk("ix00", "index") + List("rec ", first), 5},
         {"after empty sound", Chunk("01wb", "") + first, 5},
         {"behind as many others as are looked at", sound + first, 5},
@@ -74,6 +74,15 @@ TEST_F(ReaderTest, FirstFrameNeedsNoIndex) {
         EXPECT_TRUE(bytes < 5 || m_buffer == std::string("first")) << name;
     }
     EXPECT_EQ(Reader(), nullptr) << "no frames";
+    // With one sound more, opening would end the program.
+    std::string sounds;
+    for (int i = 0; i < 9; ++i) {
+        m_kernel.Put(m_path, Riff(List("hdrl", Stream("vids", BitmapFormat(4, 2)) + sounds) + List("movi", first)));
+        EXPECT_NE(Reader(), nullptr);
+        sounds += Stream("auds", "");
+    }
+    m_kernel.Put(m_path, Riff(List("hdrl", Stream("vids", BitmapFormat(4, 2)) + sounds) + List("movi", first)));
+    EXPECT_EQ(Reader(), nullptr);
 }
 
 // Frame sizes against the size that the header tells: whatever is missing is black, and an empty frame repeats.
