@@ -45,13 +45,16 @@ struct Source {
     std::longjmp(static_cast<Decoder*>(info->client_data)->failed, 1);
 }
 
-// Warnings about metadata are let pass; the others mean that part of the picture is lost.
+// Warnings about metadata are let pass, and those of a photo that ends too soon, of which the rest is left grey; the
+// others mean that what was decoded is wrong.
 void Warn(j_common_ptr info, int level) {
     if (level >= 0) return;
     switch (info->err->msg_code) {
         case JWRN_ADOBE_XFORM:
         case JWRN_EXTRANEOUS_DATA:
+        case JWRN_HIT_MARKER:
         case JWRN_JFIF_MAJOR:
+        case JWRN_JPEG_EOF:
             break;
         default:
             Fail(info);
@@ -68,10 +71,11 @@ void KeepSource(j_decompress_ptr /*info*/) {}
 
 boolean ReadOn(j_decompress_ptr info) {
     auto& decoder = *static_cast<Decoder*>(info->client_data);
+    static constexpr JOCTET kEnd[] = {0xFF, JPEG_EOI};
     const std::size_t got = std::fread(decoder.read.get(), 1, kReadBytes, decoder.file);
-    if (got == 0) ERREXIT(info, JERR_INPUT_EOF);
-    info->src->next_input_byte = decoder.read.get();
-    info->src->bytes_in_buffer = got;
+    if (got == 0) WARNMS(info, JWRN_JPEG_EOF);
+    info->src->next_input_byte = got > 0 ? decoder.read.get() : kEnd;
+    info->src->bytes_in_buffer = got > 0 ? got : sizeof kEnd;
     return TRUE;
 }
 
