@@ -144,6 +144,10 @@ bool BoardFolder::Create(std::string& error) {
         fs::permissions(Device(path), fs::perms::owner_write, ignored);
     const fs::path settings = ProgramDirectory() / "varnosvconf.xml";
     if (!fs::exists(settings)) fs::copy_file(checkout_ / "settings" / "varnosvconf.xml", settings, code);
+    if (!code) {
+        fs::copy_file(checkout_ / "settings" / "varnosvconf.xml", ProgramDirectory() / "varnosvconf.default.xml",
+                      fs::copy_options::overwrite_existing, code);
+    }
     for (const fs::path& link : {ProgramDirectory() / "img", Device("/usr/varno/img")}) {
         if (code) break;
         fs::create_directories(link.parent_path(), code);

@@ -1,6 +1,8 @@
 #include "settings/settings_file.h"
 
+#include <sys/stat.h>
 #include <tinyxml.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -28,8 +30,14 @@ struct FileCloser {
     void operator()(FILE* file) const { std::fclose(file); }
 };
 
-// Reads a file, or so much of it that it is seen to be too large. False with errno set.
+// Reads a plain file, or so much of it that it is seen to be too large. False with errno set.
 bool ReadFile(const std::string& path, std::string& text) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) return false;
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;  // opening a pipe would wait for a writer
+        return false;
+    }
     const std::unique_ptr<FILE, FileCloser> file(std::fopen(path.c_str(), "rbe"));
     if (!file) return false;
     char chunk[8192];
@@ -67,12 +75,13 @@ bool HasSoundDeclarations(const TiXmlDocument& document) {
 
 }  // namespace
 
-SettingsFile::SettingsFile(std::string path) : m_path(std::move(path)), m_document(std::make_unique<TiXmlDocument>()) {}
+SettingsFile::SettingsFile(std::string path, std::string shipped)
+    : m_path(std::move(path)), m_shipped(std::move(shipped)), m_document(std::make_unique<TiXmlDocument>()) {}
 
 SettingsFile::~SettingsFile() = default;
 
 bool SettingsFile::Load() {
-    if (!m_batch || m_state == State::NotLoaded) m_state = LoadDocument();
+    if (!m_batch || m_state == State::NotLoaded) m_state = LoadDocument(m_path);
     return m_state == State::Loaded;
 }
 
@@ -84,8 +93,11 @@ void SettingsFile::ReportLoadError() {
 
 bool SettingsFile::StartNew() {
     if (m_state == State::Unreadable || (m_state == State::Unparsable && !PutAside())) return false;
-    m_document = std::make_unique<TiXmlDocument>();
-    ParseBytes(*m_document, kDeclaration);
+    if (LoadDocument(m_shipped) != State::Loaded) {
+        m_document = std::make_unique<TiXmlDocument>();
+        ParseBytes(*m_document, kDeclaration);
+    }
+    m_load_error.clear();
     m_state = State::Loaded;
     return true;
 }
@@ -104,10 +116,10 @@ TiXmlElement* SettingsFile::CreateRoot() {
     return Root();
 }
 
-SettingsFile::State SettingsFile::LoadDocument() {
+SettingsFile::State SettingsFile::LoadDocument(const std::string& path) {
     m_document = std::make_unique<TiXmlDocument>();
     std::string text;
-    if (!ReadFile(Varno::kernel().Path(m_path), text)) {
+    if (!ReadFile(Varno::kernel().Path(path), text)) {
         m_load_error = "Failed to open file";  // the parser's own words, here and below
         return errno == ENOENT ? State::Missing : State::Unreadable;
     }
@@ -136,8 +148,7 @@ bool SettingsFile::PutAside() {
     const std::string path = Varno::kernel().Path(m_path);
     std::string aside = path + ".bad";
     for (int number = 2; number <= kMostPutAside; ++number) {
-        const std::unique_ptr<FILE, FileCloser> taken(std::fopen(aside.c_str(), "rbe"));
-        if (!taken) break;
+        if (access(aside.c_str(), F_OK) != 0) break;
         aside = path + ".bad" + std::to_string(number);
     }
     if (std::rename(path.c_str(), aside.c_str()) == 0) return true;

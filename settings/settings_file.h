@@ -11,7 +11,8 @@ class TiXmlElement;
 // A save replaces the file at once or not at all. UI thread; load and save errors are reported on standard output.
 class SettingsFile {
   public:
-    explicit SettingsFile(std::string path);
+    // `shipped` is the file as it was delivered, from which a new one starts where there is one.
+    SettingsFile(std::string path, std::string shipped);
     ~SettingsFile();
     SettingsFile(const SettingsFile&) = delete;
     SettingsFile& operator=(const SettingsFile&) = delete;
@@ -20,8 +21,9 @@ class SettingsFile {
     bool Load();
     // "Error in %s: %s\n" with the reason why the last Load failed, once for each time that the file was read.
     void ReportLoadError();
-    // After a failed Load, starts a new document. An unparsable file is first put aside under a name ending in ".bad".
-    // False when the old file could not be read or put aside: nothing must be written over it then.
+    // After a failed Load, starts a new document, that of the shipped file if it can be read. An unparsable file is
+    // first put aside under a name ending in ".bad". False when the old file could not be read or put aside: nothing
+    // must be written over it then.
     bool StartNew();
     // Writes the document; within a batch, at its end. False, and reported, when that fails.
     bool Save();
@@ -46,11 +48,12 @@ class SettingsFile {
   private:
     enum class State { NotLoaded, Loaded, Missing, Unparsable, Unreadable };
 
-    State LoadDocument();
+    State LoadDocument(const std::string& path);
     bool PutAside();
     bool Write();
 
     const std::string m_path;
+    const std::string m_shipped;
     std::unique_ptr<TiXmlDocument> m_document;
     State m_state = State::NotLoaded;
     std::string m_load_error;  // empty once it was reported

@@ -14,6 +14,7 @@
 namespace {
 
 constexpr char kConfigFile[] = "varnosvconf.xml";
+constexpr char kShippedFile[] = "varnosvconf.default.xml";
 constexpr char kSettings[] = "Settings";
 constexpr char kLanguages[] = "Languages";
 constexpr char kItem[] = "Item";
@@ -63,7 +64,7 @@ CVarnoSVSetting& CVarnoSVSetting::GetInstance() {
     return instance;
 }
 
-CVarnoSVSetting::CVarnoSVSetting() : m_file(kConfigFile) {
+CVarnoSVSetting::CVarnoSVSetting() : m_file(kConfigFile, kShippedFile) {
     InitFSLOTG();
 }
 

@@ -90,9 +90,10 @@ TEST_F(SettingsMenu, TakesALanguageThatTheFileGained) {
     EXPECT_EQ(CVarnoSVSetting::GetInstance().GetLanguage(), 5);
 }
 
-// The start without a file makes one with English menus, and no language to choose from.
+// The start without a file, nor what it was delivered as, makes one with English menus, and no language to choose from.
 TEST_F(SettingsMenu, WorksWithoutItsFile) {
     std::remove(kFile);
+    std::remove("varnosvconf.default.xml");
     StartLive();
     EXPECT_EQ(Printed("Error in varnosvconf.xml: Failed to open file\n"), 1);
     Walk({{"1,", "settings_en_setup"}});

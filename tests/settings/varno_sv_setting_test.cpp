@@ -1,6 +1,7 @@
 #include "settings/varno_sv_setting.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <tinyxml.h>
 
 #include <cstring>
@@ -118,6 +119,17 @@ TEST_F(Settings, FirstStartWithoutAFile) {
     store.InitConfigFile();
     EXPECT_EQ(File(), file);
     EXPECT_EQ(Languages(), "-1 en English; ");
+}
+
+TEST_F(Settings, ANewFileStartsFromTheShippedOne) {
+    const std::string shipped = Contents(source / kShipped);
+    kernel.Put("varnosvconf.default.xml", shipped);
+    store.InitConfigFile();
+    EXPECT_EQ(File(), shipped);
+    Start("broken");
+    EXPECT_EQ(kernel.Get(Aside(1)), "broken");
+    EXPECT_EQ(File(), shipped);
+    EXPECT_EQ(Languages(), "0 en English; 1 es Español; 2 fr Français; 3 de Deutsch; 4 nl Nederlands; ");
 }
 
 TEST_F(Settings, StoredLanguageIsFoundByItsCode) {
@@ -281,14 +293,16 @@ TEST_F(Settings, FailedSaveKeepsTheOldFile) {
 }
 
 TEST_F(Settings, UnreadableFileIsLeftAlone) {
-    std::filesystem::create_directory(kFile);
-    store.InitConfigFile();
-    EXPECT_EQ(Stored("colorful"), "none");
-    EXPECT_FALSE(store.SaveXMLSettingItem("colorful", false));
-    EXPECT_TRUE(std::filesystem::is_directory(kFile));
-    EXPECT_FALSE(kernel.Exists(Aside(1)));
+    for (const bool pipe : {false, true}) {  // which would be waited for
+        ASSERT_EQ(pipe ? mkfifo(kFile, 0600) : mkdir(kFile, 0700), 0);
+        store.InitConfigFile();
+        EXPECT_EQ(Stored("colorful"), "none");
+        EXPECT_FALSE(store.SaveXMLSettingItem("colorful", false));
+        EXPECT_FALSE(std::filesystem::is_regular_file(kFile));
+        EXPECT_FALSE(kernel.Exists(Aside(1)));
+        std::filesystem::remove(kFile);
+    }
     // Nor is one that cannot be put aside.
-    std::filesystem::remove(kFile);
     for (int number = 1; number <= 9; ++number)
         std::filesystem::create_directory(Aside(number));
     EXPECT_THAT(Printed([&] { Start("broken"); }), HasSubstr("Error in varnosvconf.xml: Is a directory\n"));
