@@ -61,6 +61,15 @@ void BlockSignals() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
+// From here on Ctrl-C ends the board at once.
+void LetSignalsEnd() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM})
+        sigaddset(&signals, signal);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
 int UsageError(const std::string& text) {
     fprintf(stderr, "varnosv-board: %s\n", text.c_str());
     return kUsageError;
@@ -170,6 +179,7 @@ int RunBoard(const Options& options) {
     panel.Start();
     printf("The panel is at http://127.0.0.1:%d/  (Ctrl-C ends the board)\n", panel.Port());
     program.Run();
+    LetSignalsEnd();
     panel.Stop();
     return EXIT_SUCCESS;
 }

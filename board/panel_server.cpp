@@ -11,13 +11,17 @@
 #include <charconv>
 #include <cstring>
 #include <exception>
+#include <mutex>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string_view>
 
 #include <httplib.h>
 
 #include "board/medium_files.h"
+#include "board/panel_connection.h"
 #include "board/panel_files.h"
+#include "board/request_guard.h"
 #include "mwin/platform.h"
 #include "mwin/windows.h"
 
@@ -57,21 +61,9 @@ void Answer(Response& response, int status, const std::string& text) {
     response.set_content(text + "\n", kPlainText);
 }
 
-// A page of another site can make a browser send requests here, but not with our name in Host (unless it made its own
-// name point here, which Host then tells) and not without its own in Origin.
-bool FromHere(const Request& request) {
-    if (request.get_header_value_count("Host") != 1 || request.get_header_value_count("Origin") > 1) return false;
-    const std::string host = request.get_header_value("Host");
-    const std::string name = host.substr(0, host.find(':'));
-    if (name != kAddress && name != "localhost") return false;
-    return !request.has_header("Origin") || request.get_header_value("Origin") == "http://" + host;
-}
-
 // True when the request was answered here, with a refusal.
 bool Refused(const Request& request, Response& response) {
-    if (!FromHere(request)) {
-        Answer(response, 403, "this panel answers its own pages and programs of this PC only");
-    } else if (request.target.size() > kMaxTarget) {
+    if (request.target.size() > kMaxTarget) {
         Answer(response, 414, "the address is too long");
     } else if (request.has_header("Transfer-Encoding") || request.has_header("Content-Encoding")) {
         // A body is bounded by the length it states.
@@ -123,6 +115,52 @@ const char* FileType(const std::string& path) {
 
 }  // namespace
 
+// Serves each connection within bounds, and only what the guard lets pass.
+class PanelServer::Listener final : public httplib::Server {
+  public:
+    // Ends the connections that are open, and those that still wait to be served.
+    void ShutConnections() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        shut_ = true;
+        for (const int socket : open_)
+            shutdown(socket, SHUT_RDWR);
+    }
+
+  private:
+    bool process_and_close_socket(socket_t socket) override {
+        const bool served = Enter(socket) && Serve(socket);
+        Leave(socket);
+        shutdown(socket, SHUT_RDWR);
+        close(socket);
+        return served;
+    }
+    bool Serve(int socket) {
+        PanelConnection connection(socket);
+        if (!connection.ReadHead()) return false;
+        if (const auto refusal = JudgeRequest(connection.Head())) {
+            connection.Refuse(refusal->status, refusal->reason);
+            return false;
+        }
+        // One request per connection: an idle connection would hold a worker, and what is left of a refused body must
+        // never be read as the next request.
+        bool closed = false;
+        return process_request(connection, true, closed, nullptr);
+    }
+    bool Enter(int socket) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        open_.insert(socket);
+        return !shut_;
+    }
+    void Leave(int socket) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        open_.erase(socket);
+    }
+
+    std::mutex mutex_;
+    bool shut_ = false;
+    std::set<int> open_;
+};
+
 PanelServer::PanelServer(Block& block, int keys, BoardFolder& folder, BoardState& state, ProgramProcess& program)
     : block_(block),
       keys_(keys),
@@ -130,15 +168,10 @@ PanelServer::PanelServer(Block& block, int keys, BoardFolder& folder, BoardState
       state_(state),
       program_(program),
       live_view_(block),
-      server_(std::make_unique<httplib::Server>()) {
+      server_(std::make_unique<Listener>()) {
     server_->new_task_queue = [] { return new httplib::ThreadPool(kWorkers); };
     server_->set_socket_options(SetSocketOptions);
     server_->set_payload_max_length(kMaxBody);
-    // One request per connection: an idle connection would hold a worker, and what is left of a refused body must never
-    // be read as the next request.
-    server_->set_keep_alive_max_count(1);
-    server_->set_read_timeout(std::chrono::seconds(5));
-    server_->set_write_timeout(std::chrono::seconds(5));
     server_->set_tcp_nodelay(true);
     server_->set_default_headers({{"Cache-Control", "no-store"},
                                   {"X-Content-Type-Options", "nosniff"},
@@ -187,6 +220,7 @@ void PanelServer::Stop() {
     if (!thread_.joinable()) return;
     live_view_.Close();
     server_->stop();
+    server_->ShutConnections();
     thread_.join();
 }
 

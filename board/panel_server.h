@@ -14,7 +14,6 @@
 #include "board/program_process.h"
 
 namespace httplib {
-class Server;
 struct Request;
 struct Response;
 }  // namespace httplib
@@ -40,6 +39,7 @@ class PanelServer {
     void Stop();
 
   private:
+    class Listener;
     using Handler = std::function<void(const httplib::Request&, httplib::Response&)>;
 
     void AddRoutes();
@@ -63,7 +63,7 @@ class PanelServer {
     ProgramProcess& program_;
     LiveView live_view_;
     std::atomic<int> streams_{0};
-    std::unique_ptr<httplib::Server> server_;
+    std::unique_ptr<Listener> server_;
     std::thread thread_;
     int port_ = 0;
 };

@@ -51,6 +51,13 @@ check_guard() {
     for origin in http://example.org http://127.0.0.1:1 "https${url#http}" "$url.example.org" null; do
         check "the Origin $origin" answers 403 -X POST -H "Origin: $origin" -d '' "$url/keys/f1"
     done
+    check "an empty Origin" answers 403 -X POST -H 'Origin;' -d '' "$url/keys/f1"
+    check "a fetch of another site" answers 403 -H 'Sec-Fetch-Site: cross-site' -H 'Sec-Fetch-Mode: no-cors' "$url/lcd.png"
+    check "a link on another site" answers 200 -H 'Sec-Fetch-Site: cross-site' -H 'Sec-Fetch-Mode: navigate' "$url/"
+    for length in 2abc -2 $'2\r\nContent-Length: 3'; do
+        check "the Content-Length '${length//[[:space:]]/ }'" answers 400 -X PATCH -H "Content-Length: $length" -d '{}' "$url/board"
+    done
+    check "a head that does not come to its end" within 8 dropped
     check "our own Origin" answers 204 -X PATCH -H "Origin: $url" -d '{}' "$url/board"
     check "localhost" answers 200 "${url/127.0.0.1/localhost}/board"
     check "only this PC is listened to" equal "$(listeners)" "0100007F:$(printf %04X "$port")"
@@ -64,6 +71,17 @@ check_guard() {
 # Who listens on the board's port, as the kernel writes addresses: 127.0.0.1 backwards.
 listeners() {
     awk -v port=":$(printf %04X "$port")" '$4 == "0A" && substr($2, length($2) - 4) == port {print $2}' /proc/net/tcp /proc/net/tcp6
+}
+# A client that sends a byte now and then is left alone after a while.
+dropped() {
+    exec 9<>"/dev/tcp/127.0.0.1/$port"
+    local status=0
+    for _ in {1..14}; do
+        printf G >&9 2>/dev/null || status=1
+        sleep 0.5
+    done
+    exec 9>&-
+    ((status))
 }
 smuggle() {
     local inner=$'PATCH /board HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 17\r\n\r\n{"usb_host":true}'
