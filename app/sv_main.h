@@ -98,7 +98,9 @@ class CVarnoSVMain {
     void EndVideo();
     void TakeStill();
     void WaitForStill();
-    void UndoStillPreparation();
+    // Whether there was one.
+    bool UndoStillPreparation();
+    void WaitForStream() const;
     void ShowFunnelCtrl(int command);
     bool InitCamera();
     void PauseCamera();
@@ -133,5 +135,6 @@ class CVarnoSVMain {
     bool m_bCanEnterSpaceAutoWarn = true;
     bool m_pwflag = false;          // the power-off request was acted on
     bool m_ForbidKeyflag = false;   // the picture goes to a TV: no keys, no icons
+    bool m_bExportDue = false;      // a PC waits until the menu that is open has closed
     bool m_bStillPrepared = false;  // the camera runs at still size, its picture off, and the still is not taken yet
 };

@@ -38,6 +38,7 @@ void CVarnoSVMain::OpenMedia() {
 }
 
 void CVarnoSVMain::LeaveMenu() {
+    if (m_bExportDue && m_hHwnd != nullptr) ExportStorage();
     ExitMenu();
     videoflag = 1;
     ChangeBright();

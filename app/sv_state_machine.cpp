@@ -28,9 +28,10 @@ constexpr int kMinimumKib = 2048;
 constexpr int kSpaceWithoutMedium = 100;  // KiB: too little for anything
 constexpr int kLiveWidth = 320;
 constexpr int kLiveHeight = 240;
-constexpr int kStartBrightness = 50;      // per cent
-constexpr milliseconds kPoll{10};         // of a busy-wait
-constexpr milliseconds kSettleTime{200};  // of a camera that has just changed its size
+constexpr int kStartBrightness = 50;        // per cent
+constexpr milliseconds kPoll{10};           // of a busy-wait
+constexpr milliseconds kSettleTime{200};    // of a camera that has just changed its size
+constexpr milliseconds kRestartTime{2000};  // that such a camera may take until it streams
 
 }  // namespace
 
@@ -169,7 +170,7 @@ void CVarnoSVMain::BeginVideo() {
         return;
     }
     // The mode was changed between the capture key and now: the camera may still be prepared for a still.
-    UndoStillPreparation();
+    if (UndoStillPreparation()) WaitForStream();
     if (GetAvailSpace() < kMinimumKib) {
         printf("nand have not enough space\n");
         WarnNoSpace(false);
@@ -237,12 +238,19 @@ void CVarnoSVMain::WaitForStill() {
 
 // A capture key outside live view, or a menu or an unplugged camera right after it, leaves the camera at still size
 // with its picture off: live view would stay frozen.
-void CVarnoSVMain::UndoStillPreparation() {
-    if (!m_bStillPrepared) return;
+bool CVarnoSVMain::UndoStillPreparation() {
+    if (!m_bStillPrepared) return false;
     m_bStillPrepared = false;
-    if (m_camctrl == nullptr) return;
+    if (m_camctrl == nullptr) return false;
     m_camctrl->ChangeUVCResolution(true, kLiveWidth, kLiveHeight);
     m_camctrl->SetPictureStatus(true);
+    return true;
+}
+
+// A camera that was just restarted delivers in a moment, and cannot be recorded before.
+void CVarnoSVMain::WaitForStream() const {
+    for (milliseconds waited{0}; waited < kRestartTime && !IsCameraPlaying(); waited += kPoll)
+        Varno::SleepSignalsOpen(kPoll);
 }
 
 bool CVarnoSVMain::InitCamera() {

@@ -40,9 +40,11 @@ void TakeNandBack() {
 
 }  // namespace
 
-// A menu is closed first, and with it every file that is open for playing or browsing; the next tick goes on.
+// A menu is closed first, and with it every file that is open for playing or browsing; whoever opened it goes on,
+// before lamp and camera come back.
 void CVarnoSVMain::ExportStorage() {
-    if (m_dlgCurDlg != nullptr) {
+    m_bExportDue = m_dlgCurDlg != nullptr;
+    if (m_bExportDue) {
         m_dlgCurDlg->CloseFromOutside();
         return;
     }

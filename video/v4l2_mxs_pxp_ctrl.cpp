@@ -17,7 +17,6 @@ constexpr char kDeviceName[] = "PxP";
 constexpr unsigned kFramerate = 30;
 constexpr unsigned kSourceWidth = 320;
 constexpr unsigned kSourceHeight = 240;
-constexpr unsigned kSourceBytes = kSourceWidth * kSourceHeight * 2;
 constexpr unsigned kSmallestWidth = 16;
 constexpr unsigned kSmallestHeight = 12;
 constexpr int kWideScreen = 320;
@@ -114,9 +113,9 @@ bool CV4L2_MXSPXPCTRL::InitV4L2Params() {
     return true;
 }
 
-void CV4L2_MXSPXPCTRL::EnqueuePXPBuf(const char* frame, unsigned len) {
+void CV4L2_MXSPXPCTRL::EnqueuePXPBuf(const char* frame, unsigned /*len*/) {
     const auto lock = Lock();
-    if (!m_bIsstreaming || !frame || len < kSourceBytes) return;
+    if (!m_bIsstreaming || !frame) return;
     // The descriptor is blocking: dequeuing from a stuck device would never return.
     if (Varno::kernel().WaitWritable(m_nV4L2_fd, kBufferWait) != 1) return;
     v4l2_buffer buffer;

@@ -27,8 +27,8 @@ class CV4L2_MXSPXPCTRL : public CV4L2_VideoCtrl {
     bool Start(unsigned width, unsigned height);
     bool IsStreaming() const { return m_bIsstreaming; }
 
-    // Shows the zoom window of one packed YUYV frame of 320 × 240 pixels. A frame of fewer than 153,600 bytes is not
-    // shown. Does nothing while not streaming; skips the frame when the device has no free buffer within 100 ms.
+    // Shows the zoom window of one packed YUYV frame of 320 × 240 pixels: the buffer holds that much, whatever the
+    // length says. Does nothing while not streaming; skips the frame when the device has no free buffer within 100 ms.
     void EnqueuePXPBuf(const char* frame, unsigned len);
 
     // Steps through original, mirrored, half a turn and upside down. False when closed or refused.

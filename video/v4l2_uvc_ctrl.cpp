@@ -109,6 +109,8 @@ void CV4L2_UVCCtrl::Stop() {
     StopThread();
     Close();
     ChangeNewState(UVC_STATUS_DISCONNECTED);
+    // The consumer would find frames from before the stop when it looks for the first one after it.
+    if (m_pDataBuffer) m_pDataBuffer->ClearData();
 }
 
 int CV4L2_UVCCtrl::GetFrameBufferSize() {
@@ -138,7 +140,12 @@ bool CV4L2_UVCCtrl::Restart() {
 }
 
 bool CV4L2_UVCCtrl::OpenCamera() {
-    if (!Open(kCameraName, false)) return false;
+    const std::chrono::nanoseconds now = Varno::kernel().Monotonic();
+    if (!m_refusal.empty() && now - m_lastRefusal < kRetryPause) return false;
+    if (!Open(kCameraName, false)) {
+        m_refusal.clear();
+        return false;
+    }
     if (!CheckIsUVC(m_nVideo_ID)) {
         Close();
         return false;
@@ -147,8 +154,10 @@ bool CV4L2_UVCCtrl::OpenCamera() {
     InitV4L2Params();
     if (!IsFormatUsable()) {
         Close();
+        m_lastRefusal = Varno::kernel().Monotonic();
         return false;
     }
+    m_refusal.clear();
     std::printf("UVC camera %s opened!\n", m_strDevName.c_str());
     ChangeNewState(UVC_STATUS_CONNECTED);
     return true;
@@ -197,9 +206,14 @@ bool CV4L2_UVCCtrl::IsFormatUsable() {
         const char c = static_cast<char>(fourcc >> (8 * index));
         return c >= ' ' && c <= '~' ? c : '?';
     };
-    std::printf("Error: UVC camera %s answers format %c%c%c%c, not %c%c%c%c\n", m_strDevName.c_str(), letter(answer, 0),
-                letter(answer, 1), letter(answer, 2), letter(answer, 3), letter(m_nRequestFormat, 0),
-                letter(m_nRequestFormat, 1), letter(m_nRequestFormat, 2), letter(m_nRequestFormat, 3));
+    char refusal[128];
+    std::snprintf(refusal, sizeof refusal, "Error: UVC camera %s answers format %c%c%c%c, not %c%c%c%c\n",
+                  m_strDevName.c_str(), letter(answer, 0), letter(answer, 1), letter(answer, 2), letter(answer, 3),
+                  letter(m_nRequestFormat, 0), letter(m_nRequestFormat, 1), letter(m_nRequestFormat, 2),
+                  letter(m_nRequestFormat, 3));
+    // Told once for each camera, however often it is tried.
+    if (m_refusal != refusal) std::fputs(refusal, stdout);
+    m_refusal = refusal;
     return false;
 }
 

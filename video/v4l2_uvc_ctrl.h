@@ -2,7 +2,9 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <memory>
+#include <string>
 
 #include "sys/worker_thread.h"
 #include "video/frames/double_buffer.h"
@@ -90,4 +92,8 @@ class CV4L2_UVCCtrl : public CV4L2_VideoCtrl {
     std::atomic<UVC_STATUS> m_curUVCStatus{UVC_STATUS_DISCONNECTED};
     Saturation m_saturation = Saturation::Untouched;  // last wish; guarded by m_deviceLock
     int m_nTimeoutsLeft = 0;                          // capture thread
+
+    // Whoever connects: what was said of a camera whose pictures cannot be used, empty for none, and when it was tried.
+    std::string m_refusal;
+    std::chrono::nanoseconds m_lastRefusal{0};
 };

@@ -10,12 +10,13 @@
 #include "app/globals.h"
 #include "media/jpeg_encoder.h"
 #include "media/varno_avi_saver.h"
-#include "sys/clock.h"
 #include "sys/kernel.h"
 #include "sys/leds.h"
 #include "sys/medium_file.h"
+#include "sys/path_strings.h"
 #include "sys/sleep.h"
 #include "sys/storage.h"
+#include "video/recording_name.h"
 #include "video/still_frame.h"
 #include "video/v4l2_mxs_pxp_ctrl.h"
 
@@ -144,14 +145,10 @@ void CVarnoCamRecCtrl::StopThread() {
 
 bool CVarnoCamRecCtrl::StartRecordAVI() {
     if (!m_pAVISaver || !m_pUVC) return false;
-    tm now{};
-    Varno::GetNow(now);
-    char name[80];  // the field widths are minimums
-    std::snprintf(name, sizeof name, "%04d%02d%02d%02d%02d%02d.avi", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday,
-                  now.tm_hour, now.tm_min, now.tm_sec);
     const std::string directory = StorageDirectory();
     if (directory.empty() || m_pUVC->GetUVCStatus() != UVC_STATUS_STREAMING) return false;
-    return m_pAVISaver->StartRecord((directory + "/" + name).c_str(), kFramesPerSecond);
+    const std::string path = FreeClipPath(directory, Varno::kernel().RealTime().tv_sec);
+    return m_pAVISaver->StartRecord(path.c_str(), kFramesPerSecond);
 }
 
 void CVarnoCamRecCtrl::StopRecordAVI() {
@@ -287,11 +284,18 @@ void CVarnoCamRecCtrl::HandOutFrame(char* frame, int len) {
 }
 
 void CVarnoCamRecCtrl::SaveToJpg(char* frame, int len) {
-    char name[32];
-    std::snprintf(name, sizeof name, "%08lX.jpg", static_cast<unsigned long>(Varno::kernel().RealTime().tv_sec));
     const std::string directory = StorageDirectory();
     if (directory.empty()) return;
-    const std::string path = directory + "/" + name;
+    const std::time_t now = Varno::kernel().RealTime().tv_sec;
+    const std::chrono::nanoseconds moment = Varno::kernel().Monotonic();
+    // Stills of one second are one file; a clock that was set back comes by the same second again.
+    const bool same_second = now == m_lastStillTime && moment - m_lastStillMoment < std::chrono::seconds(1);
+    if (!same_second || Varno::PathBasename(m_lastStill) != directory) {
+        m_lastStillTime = now;
+        m_lastStillMoment = moment;
+        m_lastStill = FreeStillPath(directory, now);
+    }
+    const std::string& path = m_lastStill;
     const auto file = Varno::MediumFile::CreateNew(path);
     if (!file) {
         // Reason first, then the file: it is meant so.

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <memory>
 #include <string>
 
@@ -96,4 +97,8 @@ class CVarnoCamRecCtrl {
 
     // Distribution thread only: when the overlay could last not be started, 0 for never.
     std::chrono::nanoseconds m_lastPXPFailure{0};
+    // Distribution thread only: the last still's second by either clock, and its path.
+    std::time_t m_lastStillTime = 0;
+    std::chrono::nanoseconds m_lastStillMoment{0};
+    std::string m_lastStill;
 };

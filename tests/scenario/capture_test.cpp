@@ -135,10 +135,40 @@ TEST_F(Capture, OvertakenStillDoesNotFreezeLiveView) {
     Keys("E4,");  // a menu comes before the state machine looked
     ExpectLiveView(1);
     Keys("E3,,,");  // video after all
-    if (State() == "REC_VIDEO") Keys("E");
+    EXPECT_EQ(State(), "REC_VIDEO");
+    Keys("E");
     ExpectLiveView();
+    ExpectWholeVideo(LastFile(".avi"), 20);
     Keys("3");
     ExpectLiveView();
+}
+
+// Whoever wrote the files whose names come next, they stay; stills of one second are one file.
+TEST_F(Capture, ARepeatedClockCostsNoRecording) {
+    StartLive();
+    TakeStill();
+    const std::time_t now = board.Kernel().RealTime().tv_sec;
+    for (std::time_t second = now + 1; second <= now + 60; ++second) {
+        char still[32];
+        std::snprintf(still, sizeof still, "%08lX.jpg", static_cast<unsigned long>(second));
+        char clip[32];
+        std::strftime(clip, sizeof clip, "%Y%m%d%H%M%S.avi", std::localtime(&second));
+        for (const char* name : {still, clip})
+            board.Write(std::string(kCardFolder) + name, "before");
+    }
+    Advance(1s);
+    TakeStill();
+    Keys("3");
+    RecordForAWhile();
+    Keys("E");
+    ExpectLiveView();
+    EXPECT_THAT(CardFiles(), SizeIs(123));
+    ExpectWholeStill();
+    ExpectWholeVideo(LastFile(".avi"), 20);
+    for (const std::string& name : CardFiles()) {
+        const std::string content = board.Read(kCardFolder + name);
+        EXPECT_TRUE(content == "before" || content.size() > 1000) << name;
+    }
 }
 
 }  // namespace

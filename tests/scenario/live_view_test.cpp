@@ -39,6 +39,18 @@ TEST_F(LiveView, LooksAndGoesOn) {
     EXPECT_EQ(Printed("CVarnoSVMain::~CVarnoSVMain\n"), 1);
 }
 
+TEST_F(LiveView, IsBackAtOnceAfterAMenu) {
+    StartLive();
+    for (const char* menu : {"1", "4"}) {
+        Keys(menu);
+        Keys(",");
+        const auto before = board.Get(&board::Block::video_sequence);
+        Keys("1");
+        EXPECT_TRUE(program->RunUntil(
+            [&] { return Pxp().output == 0 && board.Get(&board::Block::video_sequence) > before; }, 200ms));
+    }
+}
+
 TEST_F(LiveView, LeftAndRightSetTheLamp) {
     StartLive();
     EXPECT_EQ(Drawn(kBrightBox), 0);

@@ -142,7 +142,9 @@ TEST_F(Warnings, WhateverIsBelow) {
         EXPECT_NE(board.Lcd(), after) << "it has the keys again";
         EXPECT_EQ(Pxp().output, c.change == std::string("E,") ? 0U : 1U) << "the clip goes on";
 
+        const std::size_t from = Output().size();
         ConnectPc();
+        EXPECT_THAT(Since(from), Not(HasSubstr("Camera controller started."))) << "for a moment in between";
         Advance(2s);
         DisconnectPc();
         EXPECT_EQ(Lamp(), 70);

@@ -166,11 +166,11 @@ TEST(OverlayDevice, ShowsTheZoomWindowOfAFrame) {
                 EXPECT_EQ(Pxp().GetDispWidth() * Pxp().GetDispHeight(), width * height);
                 for (const int writable : {0, -1, 1}) {
                     device.writable = writable;
-                    Show(kFrameBytes - 1);
+                    if (writable != 1) Show();
                     Pxp().EnqueuePXPBuf(nullptr, kFrameBytes);
                     EXPECT_EQ(shown(), expected);
-                    Show();
                 }
+                Show(1);  // whatever the length says
                 if (width * height * 2 <= room)
                     YUYVtoYUV422PZoomoutCen(PixelFrame(), expected.data(), 320, 240, width, height);
                 EXPECT_TRUE(shown() == expected) << width << " of " << room;
@@ -188,10 +188,11 @@ TEST(FramePath, AllocatesNothing) {
     const std::unique_ptr<CV4L2_UVCCtrl> camera(CV4L2_UVCCtrl::CreateNew(320, 240, 30, V4L2_PIX_FMT_YUYV));
     const auto show = [&](int frames) {
         while (frames > 0) {
-            const std::string& frame = TakeFrame(*camera);
-            Pxp().EnqueuePXPBuf(frame.data(), static_cast<unsigned>(frame.size()));
-            frames -= frame.empty() ? 0 : 1;
             std::this_thread::yield();
+            const std::string& frame = TakeFrame(*camera);
+            if (frame.empty()) continue;
+            Pxp().EnqueuePXPBuf(frame.data(), static_cast<unsigned>(frame.size()));
+            --frames;
         }
     };
     const std::string printed = Printed([&] {

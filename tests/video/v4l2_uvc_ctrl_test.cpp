@@ -136,6 +136,16 @@ TEST_F(UvcCamera, ConnectsAfterAnyFault) {
             streams_and_stops();
         }
     }
+    // However often it is asked to, it tries a camera of other pictures once a second.
+    board.SetCameraFaults(board::kFormatOther);
+    Said();
+    for (int start = 0; start < 20; ++start) {
+        Start();
+        Pass(200);
+    }
+    const std::string tried = Said();
+    EXPECT_LE(Count(tried, "Find camera"), 6);
+    EXPECT_EQ(Count(tried, "answers format MJPG, not YUYV\n"), 1);
     for (const board::CameraFault fault :
          {board::kStreamonRefused, board::kQbufRefused, board::kDqbufEio, board::kFormatOther}) {
         SCOPED_TRACE(fault);
@@ -144,7 +154,6 @@ TEST_F(UvcCamera, ConnectsAfterAnyFault) {
         Start();
         Pass(5000);
         const std::string said = Said();
-        EXPECT_EQ(Count(said, "answers format MJPG, not YUYV\nClosing ") > 2, fault == board::kFormatOther);
         EXPECT_LE(Count(said, "Unable to start capture"), 5) << "once a second";
         board.SetCameraFaults(0);
         streams_and_stops();
