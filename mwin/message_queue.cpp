@@ -234,6 +234,17 @@ void MwDropKeys() {
     q.waiting_presses = 0;
 }
 
+void MwDropKey(int virtual_key) {
+    mwin::Queue& q = mwin::queue();
+    if (q.keys != nullptr) mwin::ReadKeys();
+    const auto dropped = [&](const mwin::KeyEvent& event) {
+        const bool drop = event.virtual_key == virtual_key && event.kind != mwin::KeyEvent::Kind::Release;
+        if (drop) --q.waiting_presses;
+        return drop;
+    };
+    q.key_events.erase(std::remove_if(q.key_events.begin(), q.key_events.end(), dropped), q.key_events.end());
+}
+
 BOOL GetMessage(MSG* message, HWND window, UINT first, UINT last) {
     mwin::Queue& q = mwin::queue();
     if (message == nullptr || q.clock == nullptr) return FALSE;

@@ -275,6 +275,8 @@ DWORD GetTickCount();
 void MwLetKeysWait(BOOL wait);
 // Forgets the keys that wait.
 void MwDropKeys();
+// Forgets one key's presses among them.
+void MwDropKey(int virtual_key);
 
 // ---- Dialogs -------------------------------------------------------------------------------------------------------
 inline LPCSTR MAKEINTRESOURCE(std::uintptr_t id) {

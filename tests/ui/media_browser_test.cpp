@@ -11,6 +11,7 @@ namespace {
 
 using testing::HasSubstr;
 
+constexpr std::uint32_t kSelectedPixel = 0xFFF2B233;
 constexpr const char* kFolder = "/media/sd-mmcblk0p1/DCIM";
 
 // Over all counts and items.
@@ -25,8 +26,8 @@ TEST(ExplorerSelection, MovesAlongRowsAndColumns) {
             const unsigned around = page + static_cast<unsigned>(last_page[total % 6][item % 3] - '0');
             EXPECT_EQ(MovedItem(item, total, ExplorerMove::Up), item < 3 ? around : item - 3);
             EXPECT_EQ(MovedItem(item, total, ExplorerMove::Down), lowest ? item % 3 : std::min(item + 3, total - 1));
-            EXPECT_EQ(MovedItem(item, total, ExplorerMove::Left), item > 0 ? item - 1 : std::min(total, 6U) - 1);
-            EXPECT_EQ(MovedItem(item, total, ExplorerMove::Right), item + 1 < total ? item + 1 : page);
+            EXPECT_EQ(MovedItem(item, total, ExplorerMove::Left), item > 0 ? item - 1 : total - 1);
+            EXPECT_EQ(MovedItem(item, total, ExplorerMove::Right), item + 1 < total ? item + 1 : 0);
         }
     }
 }
@@ -63,7 +64,7 @@ class MediaBrowser : public UiTest {
         FlushNow();
         int framed = -1;
         for (int cell = 0; cell < 6; ++cell) {
-            if (At(55 + 105 * (cell % 3), 41 + 80 * (cell / 3)) == 0xFFF2B233) framed = framed == -1 ? cell : -2;
+            if (At(55 + 105 * (cell % 3), 41 + 80 * (cell / 3)) == kSelectedPixel) framed = framed == -1 ? cell : -2;
         }
         return framed;
     }
@@ -100,9 +101,33 @@ TEST_F(MediaBrowser, KeysWalkOverThePages) {
     }
 }
 
+// What a key does to a picture that was not seen yet is not what was meant; the viewer's neighbours are.
+TEST_F(MediaBrowser, TheSelectionIsThePictureThatWasSeen) {
+    PutPhotos(8);
+    clock.steps.emplace_back([&] {
+        keys.Type(VK_RETURN);
+        Pass(300);
+        for (const int key : {VK_LEFT, VK_UP, VK_RETURN, VK_F2, VK_RIGHT})  // the first turns the page
+            keys.Type(key);
+        RunUntilIdle();
+        EXPECT_EQ(PageText(), "4 / 8");
+    });
+    for (const int key : {VK_RETURN, VK_DOWN, VK_DOWN, VK_DOWN, VK_F1})
+        clock.steps.emplace_back([this, key] { keys.Type(key); });
+    clock.steps.emplace_back([&] {
+        EXPECT_EQ(PageText(), "7 / 8");
+        EXPECT_EQ(Framed(), 0);
+    });
+    Run<CVarnoUIDlgMediaExplore>({VK_F1}, Media_Photo);
+    EXPECT_THAT(kernel.Commands(), testing::Not(testing::Contains(HasSubstr("rm "))));
+}
+
 TEST_F(MediaBrowser, TheOnlyPhotoIsNamedThoughBrokenAndClosesTheBrowserWhenDeleted) {
     PutPhotos(1);
-    kernel.on_system = [this](const std::string&) {
+    kernel.on_system = [this](const std::string& command) {
+        if (command.find("rm ") != 0) return 0;
+        EXPECT_EQ(At(55, 41), kSelectedPixel) << "the question is gone";
+        EXPECT_GT(Count({150, 120, 165, 141}, kWhitePixel), 0);
         PutPhotos(0);
         return 0;
     };

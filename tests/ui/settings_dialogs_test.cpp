@@ -6,6 +6,7 @@
 #include "app/globals.h"
 #include "sys/board_config.h"
 #include "tests/ui/ui_fixture.h"
+#include "ui/base/busy_picture.h"
 #include "ui/settings/varno_ui_ctrl_date_time.h"
 #include "ui/settings/varno_ui_dlg_format_media.h"
 #include "ui/settings/varno_ui_dlg_language.h"
@@ -168,6 +169,7 @@ TEST_F(SettingsUi, FormattingRunsItsCommandsBehindTheBusyPicture) {
     const std::vector<std::string> nand{"/bin/umount -l /media/nand", "rm  -f  /mnt/ubifs/backing_file  ",
                                         "/usr/varno/nandformat  stop  ", "/usr/varno/nandformat  start  "};
     for (const bool with_card : {true, false}) {
+        { const BusyPicture earlier; }  // somebody else's
         std::vector<std::string> commands;
         kernel.on_system = [&](const std::string& command) {
             EXPECT_TRUE(Busy());

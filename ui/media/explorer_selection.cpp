@@ -25,9 +25,9 @@ unsigned MovedItem(unsigned item, unsigned total, ExplorerMove move) {
     const unsigned last = total - 1;
     switch (move) {
         case ExplorerMove::Left:
-            return item > 0 ? item - 1 : std::min(kPageItems - 1, last);
+            return item > 0 ? item - 1 : last;
         case ExplorerMove::Right:
-            return item < last ? item + 1 : item / kPageItems * kPageItems;
+            return item < last ? item + 1 : 0;
         case ExplorerMove::Up:
             return Above(item, total);
         case ExplorerMove::Down:

@@ -11,7 +11,7 @@ constexpr unsigned PageCount(unsigned total) {
     return (total + kPageItems - 1) / kPageItems;
 }
 
-// The item that a move from `item`, one of `total`, leads to. Left and right go through the list, and at its ends wrap
-// within the page. Up and down keep their column over all rows of the list, and wrap at its first and last row; where
+// The item that a move from `item`, one of `total`, leads to. Left and right go through the list and wrap at its ends.
+// Up and down keep their column over all rows of the list, and wrap at its first and last row; where
 // the row below is short, down takes its last picture.
 unsigned MovedItem(unsigned item, unsigned total, ExplorerMove move);

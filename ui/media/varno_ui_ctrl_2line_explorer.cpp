@@ -7,7 +7,6 @@
 #include "media/clip_frame.h"
 #include "media/varno_avi_reader.h"
 #include "sys/kernel.h"
-#include "ui/media/explorer_selection.h"
 #include "ui/media/picture_place.h"
 #include "video/frames/pixel_conversion.h"
 
@@ -98,21 +97,34 @@ void CVarnoUICtrl2LineExplorer::Refresh() {
 }
 
 // Down wraps and up does not; it is meant so.
-void CVarnoUICtrl2LineExplorer::HandleKeyDown(WPARAM key) {
+unsigned CVarnoUICtrl2LineExplorer::MovedPos(ExplorerMove move) const {
     const unsigned last = m_pictures.empty() ? 0 : GetTotalItemNum() - 1;
+    switch (move) {
+        case ExplorerMove::Left:
+            return m_nCurPos > 0 ? m_nCurPos - 1 : last;
+        case ExplorerMove::Right:
+            return m_nCurPos < last ? m_nCurPos + 1 : 0;
+        case ExplorerMove::Up:
+            return m_nCurPos >= kPageColumns ? m_nCurPos - kPageColumns : m_nCurPos;
+        case ExplorerMove::Down:
+            return m_nCurPos >= kPageColumns ? m_nCurPos - kPageColumns : m_nCurPos + kPageColumns;
+    }
+    return m_nCurPos;
+}
+
+void CVarnoUICtrl2LineExplorer::HandleKeyDown(WPARAM key) {
     switch (key) {
         case VK_LEFT:
-            SetCurPos(m_nCurPos > 0 ? m_nCurPos - 1 : last);
+            SetCurPos(MovedPos(ExplorerMove::Left));
             break;
         case VK_RIGHT:
-            SetCurPos(m_nCurPos < last ? m_nCurPos + 1 : 0);
+            SetCurPos(MovedPos(ExplorerMove::Right));
             break;
         case VK_UP:
-            SetCurPos(m_nCurPos >= kPageColumns ? m_nCurPos - kPageColumns : m_nCurPos);
+            SetCurPos(MovedPos(ExplorerMove::Up));
             break;
         case VK_DOWN:
-            SetCurPos(m_nCurPos >= kPageColumns ? m_nCurPos - kPageColumns
-                                                : std::min(m_nCurPos + kPageColumns, kPageItems - 1));
+            SetCurPos(MovedPos(ExplorerMove::Down));
             break;
         default:
             break;

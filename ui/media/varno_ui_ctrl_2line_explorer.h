@@ -9,6 +9,7 @@
 
 #include "ui/base/mw_ui_base.h"
 #include "ui/base/varno_mwin_utils.h"
+#include "ui/media/explorer_selection.h"
 #include "ui/media/media_files.h"
 
 // A small picture, and the pixels it lies over when they are not its own; the picture goes first.
@@ -37,6 +38,8 @@ class CVarnoUICtrl2LineExplorer final : public CMWUIBase {
     // The selected cell, 0 to 5, the upper row first. Another one is ignored.
     unsigned GetCurrentPos() const { return m_nCurPos; }
     void SetCurPos(unsigned pos);
+    // Where an arrow key pressed on the control leads.
+    unsigned MovedPos(ExplorerMove move) const;
     // Press an arrow key on the control: within the page, left and right wrap, and down does from the lower row.
     void MoveV(bool up);
     void MoveH(bool left);

@@ -1,5 +1,6 @@
 #include "ui/media/varno_ui_dlg_media_explore.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <list>
 #include <optional>
@@ -191,19 +192,20 @@ void CVarnoUIDlgMediaExplore::Move(ExplorerMove move) {
     if (m_p2LineExp == nullptr || m_files.empty()) return;
     const unsigned target = MovedItem(SelectedItem(), TotalFiles(), move);
     const unsigned page = target / kPageItems;
-    if (page != m_nCurPage) {
-        SetCurPage(page);
-        if (move == ExplorerMove::Down) {
-            printf("++%d curpos = %d page = %d lastnum = %d\n", __LINE__, static_cast<int>(target % kPageItems),
-                   static_cast<int>(page), static_cast<int>((TotalFiles() - 1) % kPageItems + 1));
-        }
-    } else if (move == ExplorerMove::Up || move == ExplorerMove::Down) {
+    if (page != m_nCurPage && move == ExplorerMove::Down) {
+        printf("++%d curpos = %d page = %d lastnum = %d\n", __LINE__, static_cast<int>(target % kPageItems),
+               static_cast<int>(page), static_cast<int>((TotalFiles() - 1) % kPageItems + 1));
+    }
+    // The control knows neither other pages nor which cells of a short one have no picture.
+    if (page != m_nCurPage || m_p2LineExp->MovedPos(move) != target % kPageItems) {
+        SelectItem(target);
+        return;
+    }
+    if (move == ExplorerMove::Up || move == ExplorerMove::Down) {
         m_p2LineExp->MoveV(move == ExplorerMove::Up);
     } else {
         m_p2LineExp->MoveH(move == ExplorerMove::Left);
     }
-    // The control knows neither other pages nor which cells of a short one have no picture.
-    m_p2LineExp->SetCurPos(target % kPageItems);
     RefreshItemText(target + 1);
 }
 
@@ -216,6 +218,7 @@ void CVarnoUIDlgMediaExplore::OpenSelected() {
     player->DoModel();
     if (m_hHwnd == nullptr) return;  // the program is ending
     SetActiveWindow(m_hHwnd);
+    SelectFile(player->GetFilename());
     m_p2LineExp->Refresh();
 }
 
@@ -226,14 +229,18 @@ void CVarnoUIDlgMediaExplore::DeleteSelected() {
     const std::string caption = settings.GetXMLConfLangItemVal(kQuestionCaption, "Delete");
     const int answer = VarnoMessageBox(m_hHwnd, question.c_str(), caption.c_str(), kYesNo);
     if (m_hHwnd == nullptr || answer != IDYES) return;
+    UpdateWindow(m_hHwnd);  // the question would stay on the screen
+    InitFunnelCtrl();
     const unsigned deleted = SelectedItem();
     RemoveFile(m_files[deleted].m_strPath);
     InitFileList(m_strCurPath);
-    if (m_files.empty()) {
-        LeaveEmpty();
-        return;
+    if (!m_files.empty()) {
+        const unsigned item = std::min(deleted > 0 ? deleted - 1 : 0, TotalFiles() - 1);
+        SetCurPage(item / kPageItems);
+        SelectItem(item);
     }
-    SelectItem(std::min(deleted > 0 ? deleted - 1 : 0, TotalFiles() - 1));
+    DenitFunnelCtrl();
+    if (m_files.empty()) LeaveEmpty();
 }
 
 // Names come from whatever device wrote the card: the shell must not see anything in them.
@@ -274,9 +281,15 @@ void CVarnoUIDlgMediaExplore::SetCurPage(unsigned page) {
 }
 
 void CVarnoUIDlgMediaExplore::SelectItem(unsigned item) {
-    SetCurPage(item / kPageItems);
+    if (item / kPageItems != m_nCurPage) SetCurPage(item / kPageItems);
     m_p2LineExp->SetCurPos(item % kPageItems);
     RefreshItemText(item + 1);
+}
+
+void CVarnoUIDlgMediaExplore::SelectFile(const std::string& path) {
+    const auto found =
+        std::find_if(m_files.begin(), m_files.end(), [&](const FileList& file) { return file.m_strPath == path; });
+    if (found != m_files.end()) SelectItem(static_cast<unsigned>(found - m_files.begin()));
 }
 
 void CVarnoUIDlgMediaExplore::Refresh2LineExp() {
@@ -288,6 +301,9 @@ void CVarnoUIDlgMediaExplore::Refresh2LineExp() {
     for (unsigned item = first; item < std::min(first + kPageItems, TotalFiles()); ++item)
         paths.push_back(m_files[item].m_strPath);
     m_p2LineExp->InitPicList(paths);
+    // Pressed before the pictures were seen, they would open or delete one that nobody chose.
+    MwDropKey(VK_RETURN);
+    MwDropKey(VK_F2);
 }
 
 void CVarnoUIDlgMediaExplore::RefreshItemText(unsigned item) {

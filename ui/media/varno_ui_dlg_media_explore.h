@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "ui/base/busy_picture.h"
 #include "ui/base/varno_ui_dialog.h"
 #include "ui/controls/varno_ui_ctrl_arrow.h"
-#include "ui/media/busy_picture.h"
 #include "ui/media/explorer_selection.h"
 #include "ui/media/media_files.h"
 #include "ui/media/varno_ui_ctrl_2line_explorer.h"
@@ -61,6 +61,7 @@ class CVarnoUIDlgMediaExplore final : public CVarnoUIDialog {
     unsigned SelectedItem() const { return m_nCurPage * kPageItems + m_p2LineExp->GetCurrentPos(); }
     void SetCurPage(unsigned page);
     void SelectItem(unsigned item);
+    void SelectFile(const std::string& path);
     void Refresh2LineExp();
     void RefreshItemText(unsigned item);
 

@@ -10,8 +10,8 @@
 #include "media/varno_avi_reader.h"
 #include "sys/kernel.h"
 #include "sys/varno_sv_utils.h"
+#include "ui/base/busy_picture.h"
 #include "ui/base/mw_ui_base.h"
-#include "ui/media/busy_picture.h"
 #include "video/frames/pixel_conversion.h"
 
 namespace {

@@ -29,6 +29,8 @@ class CVarnoUIDlgMediaPlayer final : public CVarnoUIDialog {
 
     // The file to be shown, by its path on the device; before DoModel.
     void SetFilename(const std::string& path);
+    // The file that is shown, or was shown last.
+    const std::string& GetFilename() const { return m_strFilename; }
 
   protected:
     void InitDialog() override;

@@ -6,7 +6,7 @@
 #include "settings/varno_sv_setting.h"
 #include "sys/kernel.h"
 #include "sys/storage.h"
-#include "ui/base/varno_mwin_utils.h"
+#include "ui/base/busy_picture.h"
 #include "ui/base/varno_ui_dlg_msg_box.h"
 
 namespace {
@@ -76,14 +76,13 @@ void CVarnoUIDlgFormatMedia::FormatMedia() {
     const std::string card = Varno::GetMMCFirstPart();
     if (!Ask({10016, "Warning - this will erase ALL files in memory"})) return;
     UpdateWindow(m_hHwnd);  // the question would stay on the screen
-    Varno::ShowFunnel(true);
+    const BusyPicture busy;
     if (!card.empty()) {
         FormatCard(card);
     } else {
         FormatNand();
     }
     Varno::kernel().Sync();
-    Varno::ShowFunnel(false);
 }
 
 void CVarnoUIDlgFormatMedia::FormatCard(const std::string& mount_point) {
