@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }();
 
     WriteFile(path, data, size);
-    SettingsFile file(path);
+    SettingsFile file(path, "none");
     if (!file.Load()) return 0;
     TiXmlElement* root = file.CreateRoot();
     root->SetAttribute("checked", "\xE9\xA1\xE9");
